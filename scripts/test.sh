@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Builds everything and runs every test: a normal build, an ASan+UBSan build,
+# and a TSan build of the tests labelled "threaded".
+#   scripts/test.sh            all three
+#   TESSAREL_QUICK=1 scripts/test.sh   the normal build only
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/install-deps.sh
+if [[ -f ui/package.json ]]; then scripts/build-ui.sh; fi
+
+jobs=$(nproc)
+configure() {  # dir, extra cmake args...
+  local dir=$1; shift
+  cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
+}
+
+configure build
+cmake --build build -j "$jobs"
+ctest --test-dir build --output-on-failure -j "$jobs"
+
+if [[ -z ${TESSAREL_QUICK:-} ]]; then
+  configure build-asan -DTESSAREL_SANITIZE=address -DTESSAREL_BUILD_BENCH=OFF
+  cmake --build build-asan -j "$jobs"
+  ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+    ctest --test-dir build-asan --output-on-failure -j "$jobs" -LE nosanitize
+
+  configure build-tsan -DTESSAREL_SANITIZE=thread -DTESSAREL_BUILD_BENCH=OFF
+  cmake --build build-tsan -j "$jobs"
+  TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+    ctest --test-dir build-tsan --output-on-failure -j "$jobs" -L threaded -LE nosanitize
+fi

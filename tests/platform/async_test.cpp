@@ -1,0 +1,112 @@
+#include "platform/async.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "platform/dispatcher.h"
+
+namespace tessarel {
+namespace {
+
+IAsyncOperation<int> AwaitAndRecordThread(IAsyncOperation<int> operation,
+                                          std::thread::id* resumedOn) {
+  const int value = co_await operation;
+  *resumedOn = std::this_thread::get_id();
+  co_return value + 1;
+}
+
+TEST(AsyncTest, ResumesOnTheCapturedLoopThreadWhenCompletedElsewhere) {
+  auto loop = std::make_shared<ManualDispatcher>();
+  ScopedThreadDispatcher installed(loop);
+  AsyncCompletionSource<int> source;
+  std::thread::id resumedOn;
+  auto outer = AwaitAndRecordThread(source.Operation(), &resumedOn);
+  std::thread producer([&] { source.Complete(41); });
+  producer.join();
+  EXPECT_EQ(outer.Status(), AsyncStatus::Started);  // not resumed on the producer
+  ASSERT_TRUE(loop->RunUntil([&] { return outer.Status() != AsyncStatus::Started; }));
+  EXPECT_EQ(resumedOn, std::this_thread::get_id());
+  EXPECT_EQ(outer.Get(), 42);
+}
+
+TEST(AsyncTest, ResumesOnThePoolWhenTheAwaiterHadNoDispatcher) {
+  AsyncCompletionSource<int> source;
+  std::thread::id resumedOn;
+  std::thread::id starter;
+  IAsyncOperation<int> outer{nullptr};
+  std::thread caller([&] {
+    starter = std::this_thread::get_id();
+    outer = AwaitAndRecordThread(source.Operation(), &resumedOn);
+  });
+  caller.join();
+  source.Complete(1);
+  EXPECT_EQ(outer.Get(), 2);
+  EXPECT_NE(resumedOn, starter);
+}
+
+TEST(AsyncTest, ErrorsAndAbandonmentReachTheAwaiter) {
+  {
+    AsyncCompletionSource<int> source;
+    source.Fail(std::make_exception_ptr(hresult_error(error_codes::kRpcServerUnavailable)));
+    source.Complete(5);  // the first outcome wins
+    EXPECT_EQ(source.Operation().Status(), AsyncStatus::Error);
+    EXPECT_THROW(source.Operation().Get(), hresult_error);
+  }
+  {
+    std::optional<AsyncCompletionSource<int>> source(std::in_place);
+    auto operation = source->Operation();
+    source.reset();  // the producer is gone without an answer
+    try {
+      operation.Get();
+      FAIL() << "an abandoned operation must fail";
+    } catch (const hresult_error& error) {
+      EXPECT_EQ(error.code(), error_codes::kDisconnected);
+    }
+  }
+  {
+    AsyncCompletionSource<void> source;
+    source.Cancel();
+    try {
+      source.Operation().Get();
+      FAIL() << "a cancelled operation must fail";
+    } catch (const hresult_error& error) {
+      EXPECT_EQ(error.code(), error_codes::kCanceled);
+    }
+  }
+}
+
+IAsyncAction Throwing(std::shared_ptr<int> owned) {
+  (void)owned;
+  throw std::runtime_error("not a platform error");
+  co_return;
+}
+
+TEST(AsyncTest, FrameReleasesItsArgumentsWhenTheBodyThrows) {
+  auto owned = std::make_shared<int>(1);
+  std::weak_ptr<int> watch = owned;
+  auto action = Throwing(std::move(owned));
+  EXPECT_TRUE(watch.expired());
+  EXPECT_THROW(action.Get(), std::runtime_error);
+}
+
+TEST(AsyncTest, RaceBetweenCompletionAndAwaitSettlesEveryAwaiter) {
+  constexpr int kRounds = 2000;
+  std::atomic<int> resumed{0};
+  std::vector<IAsyncOperation<int>> outers;
+  std::vector<AsyncCompletionSource<int>> sources(kRounds);
+  std::thread producer([&] {
+    for (auto& source : sources) source.Complete(1);
+  });
+  std::vector<std::thread::id> resumedOn(kRounds);
+  for (int i = 0; i < kRounds; ++i) {
+    outers.push_back(AwaitAndRecordThread(sources[i].Operation(), &resumedOn[i]));
+  }
+  producer.join();
+  for (auto& outer : outers) resumed += outer.Get();
+  EXPECT_EQ(resumed.load(), 2 * kRounds);
+}
+
+}  // namespace
+}  // namespace tessarel
