@@ -1,5 +1,7 @@
 #include "app/app.h"
 
+#include "link/app_service_listener.h"
+
 namespace tessarel {
 namespace {
 App* currentApp = nullptr;  // Application.Current; set for the App's life.
@@ -12,6 +14,5 @@ App* App::Current() noexcept { return currentApp; }
 
 void App::OnLaunched(const LaunchActivatedEventArgs& args) { ReactApplication::OnLaunched(args); }
 void App::OnActivated(const IActivatedEventArgs& args) { ReactApplication::OnActivated(args); }
-void App::LaunchCompanion() {}
 
 }  // namespace tessarel

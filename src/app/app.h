@@ -20,6 +20,7 @@
 
 namespace tessarel {
 
+class AppServiceListener;
 class KeyDown;
 
 class App final : public ReactApplication {
@@ -42,6 +43,11 @@ class App final : public ReactApplication {
 
   void OnBackgroundActivated(const BackgroundActivatedEventArgs& args) override;
 
+  // Starts accepting companion connections on the app-service socket; each
+  // accepted connection arrives as one OnBackgroundActivated. Idempotent.
+  // Called at launch, before the companion is started.
+  void StartLink();
+
  protected:
   void OnLaunched(const LaunchActivatedEventArgs& args) override;
   void OnActivated(const IActivatedEventArgs& args) override;
@@ -57,6 +63,7 @@ class App final : public ReactApplication {
   std::vector<KeyDown*> keyBinders;
   std::optional<AppServiceConnection> serviceConnection;
   event_token requestReceivedToken;
+  std::unique_ptr<AppServiceListener> listener_;
 
  public:
   // Raised (with this App) after each newly accepted channel has been stored.

@@ -11,5 +11,7 @@ std::optional<AppServiceConnection> App::GetConnectionForSubscriber() { return s
 void App::OnBackgroundActivated(const BackgroundActivatedEventArgs&) {}
 void App::OnRequestReceived(const AppServiceConnection&, const AppServiceRequestReceivedEventArgs&) {}
 void App::RaiseServiceConnected() {}
+void App::LaunchCompanion() {}
+void App::StartLink() {}
 
 }  // namespace tessarel

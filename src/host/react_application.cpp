@@ -1,11 +1,13 @@
 #include "host/react_application.h"
 
+#include <atomic>
 #include <stdexcept>
 
 namespace tessarel {
 
 // Placeholder until the script host is built: holds the settings, shows nothing.
 struct ReactApplication::Impl {
+  std::atomic<bool> exitRequested{false};
   ReactInstanceSettings settings;
   std::vector<std::shared_ptr<IReactPackageProvider>> providers;
 };
@@ -24,7 +26,8 @@ std::vector<std::shared_ptr<IReactPackageProvider>>& ReactApplication::PackagePr
 }
 ReactNativeHost& ReactApplication::Host() { throw std::logic_error("no script host yet"); }
 int ReactApplication::Run(int, char**) { return 1; }
-void ReactApplication::Exit() {}
+void ReactApplication::Exit() { impl_->exitRequested = true; }
+bool ReactApplication::ExitRequested() const noexcept { return impl_->exitRequested; }
 void ReactApplication::OnLaunched(const LaunchActivatedEventArgs&) {}
 void ReactApplication::OnActivated(const IActivatedEventArgs&) {}
 void ReactApplication::OnBackgroundActivated(const BackgroundActivatedEventArgs&) {}

@@ -56,6 +56,9 @@ class ReactApplication {
   // Application.Exit: closes the window and the script host and ends Run.
   void Exit();
 
+  // True once Exit has been called; lets tests that run no window see it.
+  bool ExitRequested() const noexcept;
+
  protected:
   virtual void OnLaunched(const LaunchActivatedEventArgs& args);
   virtual void OnActivated(const IActivatedEventArgs& args);

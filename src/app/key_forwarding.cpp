@@ -1,0 +1,7 @@
+#include "app/key_forwarding.h"
+
+namespace tessarel {
+
+void AttachKeyForwarding(GtkWidget*) {}
+
+}  // namespace tessarel
