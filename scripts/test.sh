@@ -26,7 +26,7 @@ if [[ -z ${TESSAREL_QUICK:-} ]]; then
     ctest --test-dir build-asan --output-on-failure -j "$jobs" -LE nosanitize
 
   configure build-tsan -DTESSAREL_SANITIZE=thread -DTESSAREL_BUILD_BENCH=OFF
-  cmake --build build-tsan -j "$jobs"
+  cmake --build build-tsan -j "$jobs" --target tessarel_threaded_tests
   TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
     ctest --test-dir build-tsan --output-on-failure -j "$jobs" -L threaded -LE nosanitize
 fi
