@@ -43,11 +43,14 @@ class JSValue {
   JSValue(bool value) noexcept;
   // Any integer but bool and the character types; unsigned sources are
   // widened by zero extension.
+  // clang-format 14 mis-indents requires-clauses.
+  // clang-format off
   template <std::integral T>
     requires(!std::same_as<T, bool> && !std::same_as<T, char> && !std::same_as<T, char8_t> &&
              !std::same_as<T, char16_t> && !std::same_as<T, char32_t> &&
              !std::same_as<T, wchar_t>)
   JSValue(T value) noexcept : value_(static_cast<std::int64_t>(value)) {}
+  // clang-format on
   JSValue(double value) noexcept;
 
   // An object from (key, value) pairs, inserted in list order into the sorted
@@ -89,6 +92,9 @@ double StringToDouble(std::string_view text) noexcept;
 // 6), with "NaN", "Infinity" and "-Infinity" for the special values.
 std::string DoubleToString(double value);
 
+// Builds the value the reader is on. Containers nested deeper than 256 levels
+// are read past and become null, so a script cannot make the recursive
+// copies, writes and destruction of a value run out of stack.
 JSValue ReadValue(IJSValueReader& reader);
 void WriteValue(IJSValueWriter& writer, const JSValue& value);
 
