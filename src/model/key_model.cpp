@@ -1,0 +1,94 @@
+#include <string>
+#include <utility>
+
+#include "model/keyboard_model.h"
+#include "model/model_access.h"
+
+namespace tessarel {
+
+using model_detail::IndexKey;
+using model_detail::Optional;
+using model_detail::Require;
+
+JSValue ConvertKey(const ValueSet& key) {
+  ElementBudget budget;
+  return ConvertKey(key, budget);
+}
+
+JSValue ConvertKey(const ValueSet& key, ElementBudget& budget) {
+  // Read in the key's own order; any strict read that fails abandons the key.
+  const std::uint32_t sizeX = Require<std::uint32_t>(key, "sizeX");
+  const std::uint32_t sizeY = Require<std::uint32_t>(key, "sizeY");
+  JSValue icon = ConvertIcon(key.Find("icon"));
+  const std::uint32_t orientation = Require<std::uint32_t>(key, "orientation");
+  JSValue inactiveColor = ConvertColor(key.Find("inactiveColor"));
+  JSValue activeColor = ConvertColor(key.Find("activeColor"));
+  const std::uint32_t actionType = Require<std::uint32_t>(key, "actionType");
+  JSValue macros = ConvertUInt32List(Require<ValueSet>(key, "actionMacros"), budget);
+
+  JSValueObject action;
+  action.emplace_hint(action.end(), "macros", std::move(macros));
+  action.emplace_hint(action.end(), "type", JSValue(actionType));
+
+  JSValueObject size;
+  size.emplace_hint(size.end(), "x", JSValue(sizeX));
+  size.emplace_hint(size.end(), "y", JSValue(sizeY));
+
+  // Inserted in ascending key order, which is also the order they are written.
+  JSValueObject object;
+  object.emplace_hint(object.end(), "action", JSValue(std::move(action)));
+  object.emplace_hint(object.end(), "activeColor", std::move(activeColor));
+  object.emplace_hint(object.end(), "icon", std::move(icon));
+  object.emplace_hint(object.end(), "inactiveColor", std::move(inactiveColor));
+  object.emplace_hint(object.end(), "orientation", JSValue(orientation));
+  object.emplace_hint(object.end(), "size", JSValue(std::move(size)));
+  return JSValue(std::move(object));
+}
+
+JSValue ConvertIcon(const PropertyValue* value) {
+  const ValueSet* icon = value ? value->TryValueSet() : nullptr;
+  if (icon == nullptr) return JSValue();
+  const std::string& type = Require<std::string>(*icon, "type");
+  // The companion's icon ids are 64-bit patterns; the script sees them signed.
+  const auto id = static_cast<std::int64_t>(Require<std::uint64_t>(*icon, "id"));
+
+  JSValueObject object;
+  object.emplace_hint(object.end(), "id", JSValue(id));
+  object.emplace_hint(object.end(), "type", JSValue(type));
+  return JSValue(std::move(object));
+}
+
+JSValue ConvertColor(const PropertyValue* value) {
+  const ValueSet* color = value ? value->TryValueSet() : nullptr;
+  if (color == nullptr) return JSValue();
+  // Channels are UInt8 exactly; a UInt32 channel is a different boxed type.
+  const std::uint8_t r = Require<std::uint8_t>(*color, "r");
+  const std::uint8_t g = Require<std::uint8_t>(*color, "g");
+  const std::uint8_t b = Require<std::uint8_t>(*color, "b");
+
+  JSValueObject object;
+  object.emplace_hint(object.end(), "b", JSValue(b));
+  object.emplace_hint(object.end(), "g", JSValue(g));
+  object.emplace_hint(object.end(), "r", JSValue(r));
+  return JSValue(std::move(object));
+}
+
+JSValue ConvertUInt32List(const ValueSet& list) {
+  ElementBudget budget;
+  return ConvertUInt32List(list, budget);
+}
+
+JSValue ConvertUInt32List(const ValueSet& list, ElementBudget& budget) {
+  const std::uint32_t count = Require<std::uint32_t>(list, "count");
+  budget.Charge(count);
+
+  JSValueArray result;
+  result.reserve(count);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const std::uint32_t* number = Optional<std::uint32_t>(list, IndexKey(i).View());
+    result.push_back(number ? JSValue(*number) : JSValue());
+  }
+  return JSValue(std::move(result));
+}
+
+}  // namespace tessarel
