@@ -1,14 +1,30 @@
 // Forwards every key press that reaches the main page to the script's key
-// binders as a HID usage code. (Being built.)
+// binders as a HID usage code, without taking the key away from the page.
+//
+//   AttachKeyForwarding(page);   // once, when the page is built
+//
+// A press is named by its Windows virtual-key code (VirtualKeyFromGdk), then
+// looked up in the key-code table (HidUsageFromVirtualKey), and OnKeyDown is
+// called with that usage on every KeyBinderJs in App::Current()->KeyBinders(),
+// in list order. A usage of 0 is forwarded like any other. With no binders a
+// press does nothing.
+//
+// Thread-safety: UI thread only, like the key binder list.
 #pragma once
+
+#include <cstdint>
 
 typedef struct _GtkWidget GtkWidget;
 
 namespace tessarel {
 
-// Adds a capture-phase key controller to `page` that reports each press to
-// every KeyBinderJs in App::Current()->KeyBinders() and never stops the
-// event. Call once per page, on the UI thread.
+// Adds a capture-phase key controller to `page` that reports each press and
+// always lets it go on to the focused widget (the web view). The controller
+// belongs to the page, so it never outlives it. Call once per page.
 void AttachKeyForwarding(GtkWidget* page);
+
+// What the controller does for one press: map and hand to every key binder.
+// Never throws: a failing binder ends the forwarding of this one press.
+void ForwardKeyPress(std::uint32_t keyval, std::uint32_t hardwareKeycode) noexcept;
 
 }  // namespace tessarel
