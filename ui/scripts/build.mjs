@@ -1,0 +1,77 @@
+// Builds the UI with esbuild.
+//
+//   node scripts/build.mjs                 dist/index.windows.bundle (the host's bundle)
+//   node scripts/build.mjs --dev           dist/dev.html + dist/dev.js (browser page with the mock)
+//   node scripts/build.mjs --dev --serve   the dev page, rebuilt on change, on http://127.0.0.1:8080/
+//
+// The host's bundle is one classic (non-module) script: the host's page loads it with a plain
+// <script src>, and its content security policy allows no eval, so the output is an IIFE.
+import * as esbuild from 'esbuild';
+import { mkdir, writeFile } from 'node:fs/promises';
+import path from 'node:path';
+import { fileURLToPath } from 'node:url';
+
+const uiDir = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..');
+
+// Options shared by the host bundle and the dev page. Code is written for React Native and
+// imports from 'react-native'; the alias points that at our shim over react-native-web.
+export function bundleOptions({ dev = false, outfile } = {}) {
+  return {
+    absWorkingDir: uiDir,
+    entryPoints: [dev ? 'src/dev/index.js' : 'src/index.js'],
+    outfile: outfile ?? path.join(uiDir, dev ? 'dist/dev.js' : 'dist/index.windows.bundle'),
+    bundle: true,
+    format: 'iife',
+    platform: 'browser',
+    // WebKitGTK 6.0 and current browsers.
+    target: ['es2020', 'safari15'],
+    jsx: 'automatic',
+    loader: { '.js': 'jsx' },
+    alias: { 'react-native': './src/react-native.js' },
+    define: {
+      'process.env.NODE_ENV': JSON.stringify(dev ? 'development' : 'production'),
+      __DEV__: dev ? 'true' : 'false',
+    },
+    minify: !dev,
+    sourcemap: dev ? 'inline' : false,
+    legalComments: 'none',
+    logLevel: 'warning',
+  };
+}
+
+const devPage = `<!DOCTYPE html>
+<html lang="en">
+<head>
+<meta charset="utf-8">
+<meta name="viewport" content="width=device-width, initial-scale=1">
+<title>Tessarel (dev)</title>
+<style>html, body, #root { height: 100%; margin: 0; }</style>
+</head>
+<body>
+<div id="root"></div>
+<script src="dev.js"></script>
+</body>
+</html>
+`;
+
+async function main(argv) {
+  const dev = argv.includes('--dev');
+  const serve = argv.includes('--serve');
+  await mkdir(path.join(uiDir, 'dist'), { recursive: true });
+  if (dev) await writeFile(path.join(uiDir, 'dist/dev.html'), devPage);
+  if (!serve) {
+    await esbuild.build(bundleOptions({ dev }));
+    return;
+  }
+  const context = await esbuild.context(bundleOptions({ dev }));
+  await context.watch();
+  const { port } = await context.serve({ host: '127.0.0.1', port: 8080, servedir: path.join(uiDir, 'dist') });
+  console.log(`Dev page: http://127.0.0.1:${port}/dev.html (rebuilds on change; Ctrl+C stops)`);
+}
+
+if (process.argv[1] && path.resolve(process.argv[1]) === fileURLToPath(import.meta.url)) {
+  main(process.argv.slice(2)).catch((error) => {
+    console.error(error.message ?? error);
+    process.exit(1);
+  });
+}

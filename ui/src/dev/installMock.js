@@ -1,0 +1,29 @@
+// Installs the simulated keyboard service as TessarelNative before the app's modules load,
+// unless a real host already provides one.
+import { createMockNative, hidFromVirtualKey, optionsFromQuery } from './mockNative.js';
+
+export const mockInstalled = !globalThis.TessarelNative;
+
+if (mockInstalled) {
+  const native = createMockNative(optionsFromQuery(window.location.search));
+  globalThis.TessarelNative = native;
+  // The host forwards every key press in its window as "keyDown"; do the same here, without
+  // stopping the event, so a focused text field still gets the key.
+  window.addEventListener('keydown', (event) => native.__emit('keyDown', [hidFromVirtualKey(event.keyCode)]), true);
+}
+
+// ?click=id1,id2,...: presses the elements with those test ids one after another once the page
+// has settled, so a given screen can be opened straight from a link (or by a headless browser).
+if (mockInstalled) {
+  const steps = new URLSearchParams(window.location.search).get('click')?.split(',').filter(Boolean) ?? [];
+  const pressNext = (index) => {
+    if (index >= steps.length) return;
+    window.setTimeout(() => {
+      const element = document.querySelector(`[data-testid="${CSS.escape(steps[index])}"]`);
+      if (element) element.click();
+      else console.warn(`dev page: no element with test id ${steps[index]}`);
+      pressNext(index + 1);
+    }, 700);
+  };
+  window.addEventListener('load', () => pressNext(0));
+}
