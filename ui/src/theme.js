@@ -20,7 +20,7 @@ export const colors = {
   success: '#1E8A5A',
   successSoft: '#E3F5EC',
   keyFallback: '#D8DBE2',
-  plate: '#2A2D34',
+  plate: '#3A3E48',
 };
 
 export const radius = { small: 6, medium: 10, large: 14 };

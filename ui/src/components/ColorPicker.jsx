@@ -140,7 +140,7 @@ const styles = StyleSheet.create({
   hexInvalid: { borderColor: colors.danger },
   channel: { flexDirection: 'row', alignItems: 'center', marginBottom: 8 },
   channelLabel: { width: 16, fontFamily: fonts.mono, fontSize: 12, fontWeight: '700', color: colors.textMuted },
-  track: { flex: 1, height: 22, justifyContent: 'center', marginHorizontal: 8, cursor: 'pointer' },
+  track: { flex: 1, height: 22, justifyContent: 'center', marginHorizontal: 14, cursor: 'pointer' },
   rail: { position: 'absolute', left: 0, right: 0, height: 6, borderRadius: 3, backgroundColor: '#E8EAEF' },
   trackFill: { position: 'absolute', left: 0, height: 6, borderRadius: 3 },
   thumb: { position: 'absolute', width: 16, height: 16, borderRadius: 8, marginLeft: -8, backgroundColor: '#FFFFFF', borderWidth: 3, boxShadow: '0 1px 3px rgba(0,0,0,0.2)' },

@@ -51,6 +51,7 @@ export function Tabs({ items, selected, onSelect, testID }) {
         return (
           <Pressable
             key={item.key}
+            testID={testID ? `${testID}-${item.key}` : undefined}
             accessibilityRole="tab"
             accessibilityState={{ selected: active }}
             onPress={() => onSelect(item.key)}

@@ -12,6 +12,7 @@ if (mockInstalled) {
   window.addEventListener('keydown', (event) => native.__emit('keyDown', [hidFromVirtualKey(event.keyCode)]), true);
 }
 
+// ?keys=4,30,...: reports these HID codes as key presses once the page has loaded.
 // ?click=id1,id2,...: presses the elements with those test ids one after another once the page
 // has settled, so a given screen can be opened straight from a link (or by a headless browser).
 if (mockInstalled) {
@@ -25,5 +26,9 @@ if (mockInstalled) {
       pressNext(index + 1);
     }, 700);
   };
-  window.addEventListener('load', () => pressNext(0));
+  const keys = new URLSearchParams(window.location.search).get('keys')?.split(',').filter(Boolean) ?? [];
+  window.addEventListener('load', () => {
+    pressNext(0);
+    window.setTimeout(() => keys.forEach((code) => globalThis.TessarelNative.__emit('keyDown', [Number(code)])), 300);
+  });
 }

@@ -1,0 +1,92 @@
+import assert from 'node:assert/strict';
+import { test } from 'node:test';
+import { firmwareReducer, initialFirmwareState, operationStateLabel, percentFromFlashingState, updateConfigText } from '../src/logic/firmware.js';
+
+const play = (actions, state = initialFirmwareState) => actions.reduce(firmwareReducer, state);
+
+test('update progress from the service answers', async (t) => {
+  const rows = [
+    {
+      desc: 'a full update ends as done at 100 %',
+      actions: [{ type: 'updateRequested' }, { type: 'isFlashing', value: true }, { type: 'flashingState', value: 40 }, { type: 'flashingState', value: 100 }, { type: 'isFlashing', value: false }],
+      want: { phase: 'done', progress: 100, isFlashing: false },
+    },
+    {
+      desc: 'a cancelled update ends as cancelled, wherever its progress stood',
+      actions: [{ type: 'updateRequested' }, { type: 'isFlashing', value: true }, { type: 'flashingState', value: 30 }, { type: 'cancelRequested' }, { type: 'flashingState', value: 0 }, { type: 'isFlashing', value: false }],
+      want: { phase: 'cancelled', progress: 0, isFlashing: false },
+    },
+    {
+      desc: 'flashing that ends short of 100 % without a cancel is reported as stopped',
+      actions: [{ type: 'updateRequested' }, { type: 'isFlashing', value: true }, { type: 'flashingState', value: 60 }, { type: 'isFlashing', value: false }],
+      want: { phase: 'stopped', progress: 60 },
+    },
+    {
+      desc: 'a not-yet-flashing answer right after the request keeps waiting',
+      actions: [{ type: 'updateRequested' }, { type: 'isFlashing', value: false }],
+      want: { phase: 'starting', isFlashing: false },
+    },
+    {
+      desc: 'an update that finished before isFlashing was first seen still ends as done',
+      actions: [{ type: 'updateRequested' }, { type: 'flashingState', value: 100 }, { type: 'isFlashing', value: false }],
+      want: { phase: 'done', progress: 100 },
+    },
+    {
+      desc: 'the service declining the update fails it',
+      actions: [{ type: 'updateRequested' }, { type: 'updateAnswered', accepted: false }],
+      want: { phase: 'failed' },
+    },
+    {
+      desc: 'a rejected updateDevice fails it unless flashing already runs',
+      actions: [{ type: 'updateRequested' }, { type: 'updateRejected' }],
+      want: { phase: 'failed' },
+    },
+    {
+      desc: 'flashing started elsewhere is followed from 0 %',
+      actions: [{ type: 'flashingState', value: 100 }, { type: 'isFlashing', value: true }],
+      want: { phase: 'flashing', progress: 0, isFlashing: true },
+    },
+    {
+      desc: 'progress out of range is clamped',
+      actions: [{ type: 'updateRequested' }, { type: 'isFlashing', value: true }, { type: 'flashingState', value: 250 }],
+      want: { progress: 100, phase: 'flashing' },
+    },
+    {
+      desc: 'a cancel with nothing running changes nothing',
+      actions: [{ type: 'cancelRequested' }],
+      want: { phase: 'idle', cancelRequested: false },
+    },
+    {
+      desc: 'dismissing a finished update returns to idle; a running one stays',
+      actions: [{ type: 'updateRequested' }, { type: 'isFlashing', value: true }, { type: 'dismissed' }],
+      want: { phase: 'flashing' },
+    },
+    {
+      desc: 'a new request after a finished update starts from 0 % with no cancel pending',
+      actions: [{ type: 'updateRequested' }, { type: 'isFlashing', value: true }, { type: 'cancelRequested' }, { type: 'isFlashing', value: false }, { type: 'updateRequested' }],
+      want: { phase: 'starting', progress: 0, cancelRequested: false },
+    },
+  ];
+  for (const row of rows) {
+    await t.test(row.desc, () => {
+      const state = play(row.actions);
+      for (const [field, value] of Object.entries(row.want)) assert.equal(state[field], value, field);
+    });
+  }
+});
+
+test('flashing state as a percentage', () => {
+  assert.deepEqual([0, 55, 100, 101, -3, null, 'x', '42'].map(percentFromFlashingState), [0, 55, 100, 100, 0, 0, 0, 42]);
+});
+
+test('the config text of updateDevice', () => {
+  const keyboard = { id: 'K1', name: 'Pad', model: 1, layers: [], appPaths: Array(8).fill('') };
+  assert.equal(updateConfigText(keyboard, '/tmp/fw.bin'), '/tmp/fw.bin');
+  assert.deepEqual(JSON.parse(updateConfigText(keyboard, '')), keyboard);
+  assert.deepEqual(JSON.parse(updateConfigText(keyboard, '   ')), keyboard);
+  assert.deepEqual(JSON.parse(updateConfigText(keyboard, null)), keyboard);
+});
+
+test('reset and recovery state labels', () => {
+  assert.deepEqual([0, 1, 7, null].map(operationStateLabel), ['Idle', 'State 1', 'State 7', 'Unknown']);
+});
