@@ -8,6 +8,7 @@ cd "$(dirname "$0")/.."
 
 scripts/install-deps.sh
 if [[ -f ui/package.json ]]; then scripts/build-ui.sh; fi
+if [[ -f ui/package.json ]]; then (cd ui && npm test --silent); fi
 
 jobs=$(nproc)
 configure() {  # dir, extra cmake args...
