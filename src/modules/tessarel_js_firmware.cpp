@@ -1,15 +1,49 @@
+// The firmware commands. Every argument goes to the companion as text (the
+// host treats keyboard ids, models and configurations as opaque), and the
+// response status is never read: the companion's "result" says it all.
+#include "modules/device_requests.h"
 #include "modules/tessarel_js.h"
 
-// Bodies not written yet: each run ends at once and drops its promise, which
-// the script sees as "Promise destroyed.".
 namespace tessarel {
 
-IAsyncAction TessarelJs::updateDevice(JSValue, JSValue, ReactPromise<JSValue>) { co_return; }
-IAsyncAction TessarelJs::resetFirmware(JSValue, JSValue, ReactPromise<JSValue>) { co_return; }
-IAsyncAction TessarelJs::recoverDevice(JSValue, ReactPromise<JSValue>) { co_return; }
-IAsyncAction TessarelJs::firmwareVersion(JSValue, ReactPromise<JSValue>) { co_return; }
-IAsyncAction TessarelJs::resetToBootloader(JSValue, ReactPromise<JSValue>) { co_return; }
-IAsyncAction TessarelJs::selectFile(ReactPromise<JSValue>) { co_return; }
-IAsyncAction TessarelJs::setCancelUpdate(JSValue, ReactPromise<JSValue>) { co_return; }
+IAsyncAction TessarelJs::updateDevice(JSValue keyboardId, JSValue config,
+                                      ReactPromise<JSValue> promise) {
+  return SendDeviceRequest(
+      shared_from_this(), std::move(promise), kUpdateDeviceRequest,
+      {{"keyboardId", TextArgument(keyboardId)}, {"config", TextArgument(config)}});
+}
+
+IAsyncAction TessarelJs::resetFirmware(JSValue keyboardId, JSValue model,
+                                       ReactPromise<JSValue> promise) {
+  return SendDeviceRequest(
+      shared_from_this(), std::move(promise), kResetFirmwareRequest,
+      {{"keyboardId", TextArgument(keyboardId)}, {"model", TextArgument(model)}});
+}
+
+IAsyncAction TessarelJs::recoverDevice(JSValue model, ReactPromise<JSValue> promise) {
+  return SendDeviceRequest(shared_from_this(), std::move(promise), kRecoverDeviceRequest,
+                           {{"model", TextArgument(model)}});
+}
+
+IAsyncAction TessarelJs::firmwareVersion(JSValue keyboardId, ReactPromise<JSValue> promise) {
+  return SendDeviceRequest(shared_from_this(), std::move(promise), kFirmwareVersionRequest,
+                           {{"keyboardId", TextArgument(keyboardId)}});
+}
+
+IAsyncAction TessarelJs::resetToBootloader(JSValue keyboardId, ReactPromise<JSValue> promise) {
+  return SendDeviceRequest(shared_from_this(), std::move(promise), kResetToBootloaderRequest,
+                           {{"keyboardId", TextArgument(keyboardId)}});
+}
+
+IAsyncAction TessarelJs::selectFile(ReactPromise<JSValue> promise) {
+  return SendDeviceRequest(shared_from_this(), std::move(promise), kSelectFileRequest, {});
+}
+
+// Resolves once the companion has taken the request; the update's end comes
+// later, as the companion's notifications.
+IAsyncAction TessarelJs::setCancelUpdate(JSValue cancel, ReactPromise<JSValue> promise) {
+  return SendDeviceRequest(shared_from_this(), std::move(promise), kSetCancelUpdateRequest,
+                           {{"cancel", SwitchArgument(cancel)}});
+}
 
 }  // namespace tessarel
