@@ -1,7 +1,8 @@
 // Builds the UI with esbuild.
 //
 //   node scripts/build.mjs                 dist/index.windows.bundle (the host's bundle)
-//   node scripts/build.mjs --dev           dist/dev.html + dist/dev.js (browser page with the mock)
+//   node scripts/build.mjs --dev           dist/dev.html + dist/dev.js (browser page with the mock),
+//                                          dist/host.html (the host bundle against the mock)
 //   node scripts/build.mjs --dev --serve   the dev page, rebuilt on change, on http://127.0.0.1:8080/
 //
 // The host's bundle is one classic (non-module) script: the host's page loads it with a plain
@@ -15,10 +16,10 @@ const uiDir = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..');
 
 // Options shared by the host bundle and the dev page. Code is written for React Native and
 // imports from 'react-native'; the alias points that at our shim over react-native-web.
-export function bundleOptions({ dev = false, outfile } = {}) {
+export function bundleOptions({ dev = false, outfile, entry } = {}) {
   return {
     absWorkingDir: uiDir,
-    entryPoints: [dev ? 'src/dev/index.js' : 'src/index.js'],
+    entryPoints: [entry ?? (dev ? 'src/dev/index.js' : 'src/index.js')],
     outfile: outfile ?? path.join(uiDir, dev ? 'dist/dev.js' : 'dist/index.windows.bundle'),
     bundle: true,
     format: 'iife',
@@ -54,17 +55,30 @@ const devPage = `<!DOCTYPE html>
 </html>
 `;
 
+// The production bundle inside a page like the host's, with the simulated service standing in
+// for the host's bridge.
+const hostPage = devPage
+  .replace('Tessarel (dev)', 'Tessarel (host bundle, simulated service)')
+  .replace('<script src="dev.js"></script>', '<script src="mock-host.js"></script>\n<script src="index.windows.bundle"></script>');
+
 async function main(argv) {
   const dev = argv.includes('--dev');
   const serve = argv.includes('--serve');
   await mkdir(path.join(uiDir, 'dist'), { recursive: true });
-  if (dev) await writeFile(path.join(uiDir, 'dist/dev.html'), devPage);
+  const builds = [bundleOptions()];
+  if (dev) {
+    await writeFile(path.join(uiDir, 'dist/dev.html'), devPage);
+    await writeFile(path.join(uiDir, 'dist/host.html'), hostPage);
+    builds.push(bundleOptions({ dev: true }));
+    builds.push(bundleOptions({ dev: true, entry: 'src/dev/mockHost.js', outfile: path.join(uiDir, 'dist/mock-host.js') }));
+  }
   if (!serve) {
-    await esbuild.build(bundleOptions({ dev }));
+    await Promise.all(builds.map((options) => esbuild.build(options)));
     return;
   }
-  const context = await esbuild.context(bundleOptions({ dev }));
-  await context.watch();
+  const contexts = await Promise.all(builds.map((options) => esbuild.context(options)));
+  await Promise.all(contexts.map((context) => context.watch()));
+  const context = contexts[1];
   const { port } = await context.serve({ host: '127.0.0.1', port: 8080, servedir: path.join(uiDir, 'dist') });
   console.log(`Dev page: http://127.0.0.1:${port}/dev.html (rebuilds on change; Ctrl+C stops)`);
 }

@@ -63,6 +63,7 @@ export default function ColorPicker({ value, onChange }) {
           return (
             <Pressable
               key={rgbToHex(swatch)}
+              testID={`swatch-${rgbToHex(swatch).slice(1)}`}
               accessibilityRole="button"
               accessibilityLabel={`Colour ${rgbToHex(swatch)}`}
               onPress={() => onChange(swatch)}

@@ -48,6 +48,7 @@ export default function KeyEditor({ keyboard, layer, position, keyData, actions 
   const [animationType, setAnimationType] = useState(0);
   const [animationData, setAnimationData] = useState('0');
   const [busy, setBusy] = useState(null);
+  const [done, setDone] = useState(null);
   const apps = keyboard.appPaths.map((path, slot) => ({ path, slot })).filter((app) => app.path);
   const [appSlot, setAppSlot] = useState(apps[0]?.slot ?? null);
   const keyIdentity = `${keyboard.id}/${layer.type}/${position.x}/${position.y}`;
@@ -60,14 +61,22 @@ export default function KeyEditor({ keyboard, layer, position, keyData, actions 
     if (appSlot === null || !keyboard.appPaths[appSlot]) setAppSlot(apps[0]?.slot ?? null);
   }, [keyboard]);
 
+  // Runs an action with its button busy; a success is confirmed next to the button for a moment.
   const withBusy = (name, call) => async () => {
     setBusy(name);
+    setDone(null);
     try {
-      await call();
+      if (await call()) setDone(name);
     } finally {
       setBusy(null);
     }
   };
+  useEffect(() => {
+    if (!done) return undefined;
+    const timer = setTimeout(() => setDone(null), 2500);
+    return () => clearTimeout(timer);
+  }, [done]);
+  const confirmation = (name, text) => (done === name ? <Text style={styles.done}>{text}</Text> : null);
 
   const macros = keyData.action?.macros ?? [];
   const icon = keyData.icon;
@@ -125,6 +134,7 @@ export default function KeyEditor({ keyboard, layer, position, keyData, actions 
                 busy={busy === 'simulate'}
                 onPress={withBusy('simulate', () => actions.simulateKeyPress(keyboard.id, keyboard.appPaths[appSlot], layer.type, position.x, position.y))}
               />
+              {confirmation('simulate', 'Sent')}
               {appSlot !== null ? <Text style={[textStyles.mono, styles.appPath]} numberOfLines={1}>{keyboard.appPaths[appSlot]}</Text> : null}
             </View>
           </View>
@@ -145,10 +155,12 @@ export default function KeyEditor({ keyboard, layer, position, keyData, actions 
               busy={busy === 'active'}
               onPress={withBusy('active', () => actions.setActiveColor(keyboard.id, layer.type, position.x, position.y, color))}
             />
+            {confirmation('active', 'Saved')}
           </View>
 
           <View style={styles.section}>
             <Text style={styles.sectionTitle}>Light the key now</Text>
+            <Text style={styles.sectionHint}>Lights the key in the colour above, with an animation.</Text>
             <Field label="Animation">
               <View style={styles.apps}>
                 {animationPresets.map((preset) => (
@@ -165,12 +177,15 @@ export default function KeyEditor({ keyboard, layer, position, keyData, actions 
                 inputMode="numeric"
               />
             </Field>
-            <Button
-              label="Light key"
-              testID="set-led"
-              busy={busy === 'light'}
-              onPress={withBusy('light', () => actions.setLight(keyboard.id, position.x, position.y, color, animationType, Number(animationData) || 0))}
-            />
+            <View style={styles.buttonRow}>
+              <Button
+                label="Light key"
+                testID="set-led"
+                busy={busy === 'light'}
+                onPress={withBusy('light', () => actions.setLight(keyboard.id, position.x, position.y, color, animationType, Number(animationData) || 0))}
+              />
+              {confirmation('light', 'Lit')}
+            </View>
           </View>
         </View>
       </View>
@@ -206,6 +221,7 @@ const styles = StyleSheet.create({
   chipLabelActive: { color: colors.accent, fontWeight: '600' },
   buttonRow: { flexDirection: 'row', alignItems: 'center', marginTop: 12, gap: 10 },
   appPath: { flexShrink: 1 },
+  done: { fontFamily: fonts.body, fontSize: 13, fontWeight: '600', color: colors.success },
   numberInput: {
     width: 100,
     height: 32,

@@ -113,6 +113,7 @@ const styles = StyleSheet.create({
   cardTitle: { fontFamily: fonts.body, fontSize: 15, fontWeight: '700', color: colors.text },
   cardSubtitle: { fontFamily: fonts.body, fontSize: 12.5, color: colors.textMuted, marginTop: 3 },
   button: {
+    alignSelf: 'flex-start',
     flexDirection: 'row',
     alignItems: 'center',
     justifyContent: 'center',
