@@ -205,14 +205,22 @@ class AsyncCompletionSource {
 };
 
 // co_await ResumeOn(dispatcher): continue on that dispatcher's thread.
-struct ResumeOn {
-  std::shared_ptr<Dispatcher> dispatcher;
+//
+// Deliberately not an aggregate: GCC 12 destroys a brace-initialised
+// aggregate temporary twice when it is co_awaited, which would release the
+// dispatcher early. With a constructor, `co_await ResumeOn(d)` is safe.
+class ResumeOn {
+ public:
+  explicit ResumeOn(std::shared_ptr<Dispatcher> dispatcher) : dispatcher_(std::move(dispatcher)) {}
   bool await_ready() const noexcept { return false; }
   void await_suspend(std::coroutine_handle<> awaiting) const {
-    if (!dispatcher) throw hresult_error(error_codes::kFail, "No dispatcher to resume on");
-    dispatcher->Post([awaiting] { awaiting.resume(); });
+    if (!dispatcher_) throw hresult_error(error_codes::kFail, "No dispatcher to resume on");
+    dispatcher_->Post([awaiting] { awaiting.resume(); });
   }
   void await_resume() const noexcept {}
+
+ private:
+  std::shared_ptr<Dispatcher> dispatcher_;
 };
 
 }  // namespace tessarel

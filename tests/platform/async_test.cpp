@@ -108,5 +108,24 @@ TEST(AsyncTest, RaceBetweenCompletionAndAwaitSettlesEveryAwaiter) {
   EXPECT_EQ(resumed.load(), 2 * kRounds);
 }
 
+IAsyncAction HopTo(std::shared_ptr<Dispatcher> target, std::thread::id* ranOn) {
+  co_await ResumeOn(std::move(target));  // a temporary awaiter, as callers write it
+  *ranOn = std::this_thread::get_id();
+}
+
+TEST(AsyncTest, ResumeOnContinuesOnTheTargetThreadAndKeepsItsDispatcher) {
+  auto target = std::make_shared<ManualDispatcher>();
+  std::weak_ptr<ManualDispatcher> watch = target;
+  std::thread::id ranOn;
+  IAsyncAction hop{nullptr};
+  std::thread starter([&] { hop = HopTo(target, &ranOn); });
+  starter.join();
+  target.reset();  // the posted continuation alone keeps the queue's task
+  ASSERT_FALSE(watch.expired()) << "the awaiter released the dispatcher early";
+  watch.lock()->RunPending();
+  EXPECT_EQ(ranOn, std::this_thread::get_id());
+  EXPECT_EQ(hop.Status(), AsyncStatus::Completed);
+}
+
 }  // namespace
 }  // namespace tessarel
