@@ -86,11 +86,9 @@ export default function App() {
   const { service, keyboards, keyboardsRevision, errors, notices, appVersion, launchAtStartUp, firmware, operationStates, keyPresses, actions } = tessarel;
   const [selectedId, setSelectedId] = useState(null);
   const [section, setSection] = useState('keys');
+  // The user's choice is kept while its keyboard is away (say, restarting into its boot loader)
+  // and shown again when it comes back; meanwhile the first keyboard is shown.
   const keyboard = keyboards.find((entry) => entry.id === selectedId) ?? keyboards[0] ?? null;
-
-  useEffect(() => {
-    if (keyboard && keyboard.id !== selectedId) setSelectedId(keyboard.id);
-  }, [keyboard, selectedId]);
 
   const showKeyboards = service.status === 'ready' && keyboard;
   return (

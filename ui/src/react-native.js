@@ -4,7 +4,7 @@
 // page script runs, the host defines globalThis.TessarelNative with the module table and the
 // event emitters, behaving as React Native's do (a method returns a promise; every module's
 // events go through the device event emitter). react-native-web's own NativeModules is empty,
-// so these exports replace it. In the dev page a mock installs itself as TessarelNative first.
+// so these exports replace it. In the dev page a simulated service installs itself as TessarelNative first.
 import { AppRegistry } from 'react-native-web';
 
 export * from 'react-native-web';

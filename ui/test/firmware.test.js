@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { firmwareReducer, initialFirmwareState, operationStateLabel, percentFromFlashingState, updateConfigText } from '../src/logic/firmware.js';
+import { firmwareReducer, initialFirmwareState, operationState, percentFromFlashingState, updateConfigText } from '../src/logic/firmware.js';
 
 const play = (actions, state = initialFirmwareState) => actions.reduce(firmwareReducer, state);
 
@@ -88,5 +88,5 @@ test('the config text of updateDevice', () => {
 });
 
 test('reset and recovery state labels', () => {
-  assert.deepEqual([0, 1, 7, null].map(operationStateLabel), ['Idle', 'State 1', 'State 7', 'Unknown']);
+  assert.deepEqual([0, 1, 2, 3, 7, null].map((value) => operationState(value).label), ['Idle', 'In progress', 'Succeeded', 'Failed', 'State 7', 'Unknown']);
 });

@@ -2,7 +2,7 @@
 // maintenance commands (reset, recovery, boot loader).
 import { useEffect, useState } from 'react';
 import { ActivityIndicator, StyleSheet, Text, View } from 'react-native';
-import { isUpdateActive, operationStateLabel, updateConfigText } from '../logic/firmware.js';
+import { isUpdateActive, operationState, updateConfigText } from '../logic/firmware.js';
 import { colors, fonts, radius } from '../theme.js';
 import { Button, Card, Pill, ProgressBar, textStyles } from './ui.jsx';
 
@@ -78,7 +78,7 @@ function Maintenance({ title, description, state, children }) {
       <View style={styles.maintenanceText}>
         <View style={styles.maintenanceTitleRow}>
           <Text style={styles.maintenanceTitle}>{title}</Text>
-          {state !== undefined ? <Pill label={operationStateLabel(state)} tone={state ? 'warning' : 'neutral'} /> : null}
+          {state !== undefined ? <Pill {...operationState(state)} /> : null}
         </View>
         <Text style={styles.maintenanceDescription}>{description}</Text>
       </View>

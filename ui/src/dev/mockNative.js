@@ -152,16 +152,13 @@ export function createMockNative(options = {}, scheduler = globalThis) {
     later(300, tick);
   };
 
+  // Reset and recovery: 1 while running, then 2 (succeeded), as the simulated companion does.
   const runOperation = (field, eventName) => {
     state[field] = 1;
     emit(eventName);
-    later(1200, () => {
+    later(1500, () => {
       state[field] = 2;
       emit(eventName);
-      later(1500, () => {
-        state[field] = 0;
-        emit(eventName);
-      });
     });
   };
 
@@ -208,11 +205,12 @@ export function createMockNative(options = {}, scheduler = globalThis) {
       return true;
     }),
     resetFirmware: device('resetFirmware', (keyboardId) => {
-      if (!findKeyboard(keyboardId)) return false;
+      if (!findKeyboard(keyboardId) || state.resetFirmwareState === 1) return false;
       runOperation('resetFirmwareState', 'resetFirmwareStateUpdated');
       return true;
     }),
     recoverDevice: device('recoverDevice', () => {
+      if (state.recoverDeviceState === 1) return false;
       runOperation('recoverDeviceState', 'recoverDeviceStateUpdated');
       return true;
     }),

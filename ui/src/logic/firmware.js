@@ -76,10 +76,17 @@ export function updateConfigText(keyboard, selectedFile) {
   return JSON.stringify(keyboard ?? null);
 }
 
-// Reset and recovery report their state as a number that the keyboard service defines; 0 is
-// taken as "nothing running".
-export function operationStateLabel(value) {
-  if (value === null || value === undefined) return 'Unknown';
-  if (Number(value) === 0) return 'Idle';
-  return `State ${value}`;
+// Reset and recovery report their state as a number that the keyboard service defines. The
+// simulated service uses 0 idle, 1 running, 2 succeeded, 3 failed; other numbers are shown as
+// they come.
+const operationStates = new Map([
+  [0, { label: 'Idle', tone: 'neutral' }],
+  [1, { label: 'In progress', tone: 'accent' }],
+  [2, { label: 'Succeeded', tone: 'success' }],
+  [3, { label: 'Failed', tone: 'danger' }],
+]);
+
+export function operationState(value) {
+  if (value === null || value === undefined) return { label: 'Unknown', tone: 'neutral' };
+  return operationStates.get(Number(value)) ?? { label: `State ${value}`, tone: 'warning' };
 }
