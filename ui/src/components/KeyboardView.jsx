@@ -1,7 +1,7 @@
 // One layer of a keyboard drawn to scale: each key at its size, its inactive colour as the key
 // face, its active colour as the light strip, its icon as a label. A gap in a row is left empty.
 import { useMemo, useState } from 'react';
-import { Pressable, StyleSheet, Text, View } from 'react-native';
+import { Pressable, StyleSheet, Text, View, useWindowDimensions } from 'react-native';
 import { colorToCss, readableTextColor } from '../logic/color.js';
 import { fitScale, layoutLayer } from '../logic/layout.js';
 import { colors, fonts, radius } from '../theme.js';
@@ -9,15 +9,23 @@ import { colors, fonts, radius } from '../theme.js';
 const platePadding = 14;
 const keyInset = 3;
 
+// Room the main area leaves for the keyboard before its own size is known: the window less the
+// side bar and the margins.
+const surroundingWidth = 340;
+
 export default function KeyboardView({ layer, selected, onSelectKey }) {
-  const [availableWidth, setAvailableWidth] = useState(0);
+  const windowWidth = useWindowDimensions().width;
+  const [measuredWidth, setMeasuredWidth] = useState(0);
+  // Drawn at once with the estimate, so the keys show in the first frame; the measured width
+  // takes over as soon as the layout reports it.
+  const availableWidth = measuredWidth || Math.max(320, windowWidth - surroundingWidth);
   const layout = useMemo(() => layoutLayer(layer?.keys), [layer]);
   const scale = fitScale(layout, availableWidth - platePadding * 2, 72);
   const plateWidth = layout.width * scale;
   const plateHeight = layout.height * scale;
 
   return (
-    <View style={styles.area} onLayout={(event) => setAvailableWidth(event.nativeEvent.layout.width)}>
+    <View style={styles.area} onLayout={(event) => setMeasuredWidth(event.nativeEvent.layout.width)}>
       {availableWidth > 0 ? (
         <View style={[styles.plate, { width: plateWidth + platePadding * 2, height: plateHeight + platePadding * 2 }]} testID="keyboard-plate">
           {layout.cells.map((cell) =>
