@@ -39,10 +39,7 @@ IAsyncAction TessarelJs::setIsLaunchAtStartUpEnabled(JSValue enabled,
       // Enabling may ask the user, which belongs on the UI thread. The
       // resulting state is not looked at: a refusal still resolves, and the
       // script learns the outcome by asking again.
-      // A named awaiter: GCC 12 destroys an aggregate awaiter that is
-      // co_awaited as a temporary twice, which frees the dispatcher early.
-      ResumeOn uiThread{CoreApplication::MainViewDispatcher()};
-      co_await uiThread;
+      co_await ResumeOn(CoreApplication::MainViewDispatcher());
       co_await task.RequestEnableAsync();
     } else {
       task.Disable();
