@@ -10,6 +10,21 @@ const { TessarelJs, SettingsJs, KeyBinderJs } = NativeModules;
 
 const keyHistoryLength = 12;
 
+// "keyboardVersionNewer" is said once, possibly while the app is still mounting, so it is
+// listened to from the moment the bundle loads and kept until the app takes it.
+const earlyVersionNotices = [];
+let versionNoticeSink = null;
+if (TessarelJs) {
+  new NativeEventEmitter(TessarelJs).addListener('keyboardVersionNewer', (name) => {
+    if (versionNoticeSink) versionNoticeSink(name);
+    else earlyVersionNotices.push(name);
+  });
+}
+
+export function versionNoticeText(name) {
+  return name ? `A newer firmware version is available for ${name}.` : 'A newer firmware version is available for a keyboard.';
+}
+
 export function useTessarel() {
   const [service, setService] = useState(TessarelJs ? { status: 'connecting', detail: '' } : { status: 'noHost', detail: '' });
   const [keyboards, setKeyboards] = useState([]);
@@ -113,13 +128,14 @@ export function useTessarel() {
         events.addListener('flashingStateUpdated', queryFlashingState),
         events.addListener('resetFirmwareStateUpdated', queryResetState),
         events.addListener('recoverDeviceStateUpdated', queryRecoverState),
-        events.addListener('keyboardVersionNewer', (name) => {
-          const id = nextId.current++;
-          const text = name ? `A newer firmware version is available for ${name}.` : 'A newer firmware version is available for a keyboard.';
-          setNotices((list) => (list.some((notice) => notice.text === text) ? list : [...list, { id, text }]));
-        }),
       );
     }
+    versionNoticeSink = (name) => {
+      const id = nextId.current++;
+      const text = versionNoticeText(name);
+      setNotices((list) => (list.some((notice) => notice.text === text) ? list : [...list, { id, text }]));
+    };
+    earlyVersionNotices.splice(0).forEach(versionNoticeSink);
     if (KeyBinderJs) {
       const keyEvents = new NativeEventEmitter(KeyBinderJs);
       subscriptions.push(
@@ -129,7 +145,10 @@ export function useTessarel() {
         }),
       );
     }
-    return () => subscriptions.forEach((subscription) => subscription.remove());
+    return () => {
+      versionNoticeSink = null;
+      subscriptions.forEach((subscription) => subscription.remove());
+    };
   }, [refreshAll, queryFlashing, queryFlashingState, queryResetState, queryRecoverState, report]);
 
   // An action the user asked for: resolves with the answer, or with `failed` after showing why.

@@ -82,9 +82,7 @@ function KeyCap({ cell, scale, selected, onPress }) {
             {!compact ? <Text style={[styles.iconType, { color: textColor }]} numberOfLines={1}>{icon.type}</Text> : null}
             <Text style={[styles.iconId, { color: textColor }]} numberOfLines={1}>{icon.id}</Text>
           </>
-        ) : (
-          <Text style={[styles.noIcon, { color: textColor }]}>·</Text>
-        )}
+        ) : null}
       </View>
       <View style={[styles.light, { backgroundColor: colorToCss(key.activeColor, 'transparent') }]} />
     </Pressable>
@@ -110,6 +108,5 @@ const styles = StyleSheet.create({
   capInner: { flex: 1, alignItems: 'center', justifyContent: 'center', paddingHorizontal: 4, paddingBottom: 4 },
   iconType: { fontFamily: fonts.body, fontSize: 9.5, fontWeight: '700', letterSpacing: 0.6, textTransform: 'uppercase', opacity: 0.7 },
   iconId: { fontFamily: fonts.body, fontSize: 14, fontWeight: '700', marginTop: 1 },
-  noIcon: { fontSize: 18, opacity: 0.35 },
   light: { position: 'absolute', left: 6, right: 6, bottom: 4, height: 3, borderRadius: 2 },
 });
