@@ -70,6 +70,11 @@ IAsyncAction SendDeviceRequest(std::shared_ptr<const void> module, ReactPromise<
 void SettleFromResponse(const DeviceRequest& request, const AppServiceResponse& response,
                         const ReactPromise<JSValue>& promise);
 
+// The one rejection for a platform error: the request's prefix joined to the
+// error's message text with nothing between.
+void RejectWithPlatformError(const DeviceRequest& request, const hresult_error& error,
+                             const ReactPromise<JSValue>& promise);
+
 // Argument encodings.
 // Text arguments: the value's AsString text, boxed as a string.
 PropertyValue TextArgument(const JSValue& value);
