@@ -13,11 +13,16 @@ namespace {
   throw hresult_error(error_codes::kInvalidArgument, description);
 }
 
+// A key as it can appear in an error text: up to its first NUL, if any.
+std::string KeyText(std::string_view key) {
+  return std::string(key.substr(0, key.find('\0')));
+}
+
 // D-Bus strings end at their first NUL; a string holding one would arrive cut
 // short, so it is refused instead.
 const char* WireString(const std::string& text, std::string_view key) {
   if (text.find('\0') != std::string::npos) {
-    ThrowBadValue("The string under key '" + std::string(key) + "' holds a NUL character");
+    ThrowBadValue("The string under key '" + KeyText(key) + "' holds a NUL character");
   }
   return text.c_str();
 }
@@ -25,7 +30,7 @@ const char* WireString(const std::string& text, std::string_view key) {
 void CheckWrite(int result, std::string_view key) {
   if (result >= 0) return;
   if (result == -EINVAL) {
-    ThrowBadValue("The value under key '" + std::string(key) + "' cannot be encoded");
+    ThrowBadValue("The value under key '" + KeyText(key) + "' cannot be encoded");
   }
   throw BusError(result, "Encoding a message");
 }

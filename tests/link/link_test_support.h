@@ -1,0 +1,154 @@
+// What the link's tests share: a runtime directory of their own per test, the
+// programs they start, and a recorder for the activations a listener delivers.
+//
+// Thread-safety: ActivationRecorder::Record runs on the link thread, the
+// other members on the test's thread.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "link/app_service_listener.h"
+#include "platform/app_service.h"
+
+namespace tessarel::testing {
+
+inline std::filesystem::path ProgramDirectory() {
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path();
+}
+
+// Built next to the test programs (bin/ of the build tree).
+inline std::string TestCompanionPath() {
+  return (ProgramDirectory() / "tessarel-test-companion").string();
+}
+
+// The build tree's own package layout: bin/../libexec/tessarel.
+inline std::string SimulatedCompanionPath() {
+  return (ProgramDirectory().parent_path() / "libexec" / "tessarel" / "tessarel-companion")
+      .string();
+}
+
+// Sets XDG_RUNTIME_DIR to a fresh directory for the test's life.
+class RuntimeDirectoryTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/tessarel-link-test-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    runtimeDirectory_ = pattern;
+    const char* previous = std::getenv("XDG_RUNTIME_DIR");
+    if (previous) previousRuntimeDirectory_ = previous;
+    setenv("XDG_RUNTIME_DIR", pattern, 1);
+  }
+  void TearDown() override {
+    if (previousRuntimeDirectory_.empty())
+      unsetenv("XDG_RUNTIME_DIR");
+    else
+      setenv("XDG_RUNTIME_DIR", previousRuntimeDirectory_.c_str(), 1);
+    std::error_code ignored;
+    std::filesystem::remove_all(runtimeDirectory_, ignored);
+  }
+
+  std::filesystem::path SocketPath() const {
+    return runtimeDirectory_ / "tessarel" / "app-service";
+  }
+
+  std::filesystem::path runtimeDirectory_;
+  std::string previousRuntimeDirectory_;
+};
+
+// The channels a listener has delivered, in order.
+class ActivationRecorder {
+ public:
+  AppServiceListener::ActivationHandler Handler() {
+    return [this](const BackgroundActivatedEventArgs& args) { Record(args); };
+  }
+
+  void Record(const BackgroundActivatedEventArgs& args) {
+    std::shared_ptr<const AppServiceTriggerDetails> details = args.TaskInstance->TriggerDetails();
+    {
+      std::lock_guard lock(mutex_);
+      deferrals_.push_back(args.TaskInstance->GetDeferral());
+      connections_.push_back(details->Connection);
+      if (onActivated_) onActivated_(details->Connection);
+    }
+    changed_.notify_all();
+  }
+
+  // Runs on the link thread inside the activation, as the app's own code
+  // would: handlers registered here see the connection's first message.
+  void OnActivated(std::function<void(const AppServiceConnection&)> callback) {
+    std::lock_guard lock(mutex_);
+    onActivated_ = std::move(callback);
+  }
+
+  // The count-th connection (1-based), waiting for it up to the timeout.
+  AppServiceConnection WaitFor(std::size_t count,
+                               std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
+    std::unique_lock lock(mutex_);
+    if (!changed_.wait_for(lock, timeout, [&] { return connections_.size() >= count; })) return {};
+    return connections_[count - 1];
+  }
+
+  std::size_t Count() {
+    std::lock_guard lock(mutex_);
+    return connections_.size();
+  }
+
+  std::shared_ptr<BackgroundTaskDeferral> Deferral(std::size_t index) {
+    std::lock_guard lock(mutex_);
+    return deferrals_.at(index);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<AppServiceConnection> connections_;
+  std::vector<std::shared_ptr<BackgroundTaskDeferral>> deferrals_;
+  std::function<void(const AppServiceConnection&)> onActivated_;
+};
+
+// Runs a shell command; its standard output and error together, and its
+// exit status.
+struct CommandResult {
+  std::string output;
+  int status = -1;
+};
+inline CommandResult RunCommand(const std::string& command) {
+  CommandResult result;
+  FILE* pipe = popen((command + " 2>&1").c_str(), "r");
+  if (!pipe) return result;
+  char chunk[1024];
+  std::size_t got = 0;
+  while ((got = fread(chunk, 1, sizeof chunk, pipe)) > 0) result.output.append(chunk, got);
+  result.status = pclose(pipe);
+  return result;
+}
+
+inline ValueSet Request(const std::string& method) {
+  ValueSet request;
+  request.Insert("method", PropertyValue::CreateString(method));
+  return request;
+}
+
+// The hresult code an operation fails with; 0 when it completes.
+template <class T>
+hresult FailureCode(const IAsyncOperation<T>& operation,
+                    std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
+  try {
+    operation.Get(timeout);
+    return 0;
+  } catch (const hresult_error& error) {
+    return error.code();
+  }
+}
+
+}  // namespace tessarel::testing
