@@ -21,11 +21,16 @@
 namespace tessarel {
 
 class AppServiceListener;
+class ClassRegistry;
 class KeyDown;
 
 class App final : public ReactApplication {
  public:
+  // Activates the package providers from ClassRegistry::Default().
   App();
+  // Activates them from `registry`; throws hresult_error(kClassNotRegistered)
+  // naming the first provider class that `registry` cannot make.
+  explicit App(const ClassRegistry& registry);
   ~App() override;
 
   // Application.Current: the one App of the process, or nullptr.

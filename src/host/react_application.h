@@ -19,6 +19,8 @@
 #include "host/react_module.h"
 #include "platform/background_activation.h"
 
+typedef struct _GtkWidget GtkWidget;
+
 namespace tessarel {
 
 class ReactNativeHost;
@@ -66,6 +68,10 @@ class ReactApplication {
 
   // Window.Current.Content: whether the window shows a page already.
   bool WindowHasContent() const noexcept;
+
+  // Frame.Navigate: shows `page` (a floating widget) as the window's content.
+  // The base OnLaunched and OnActivated have made the window by then.
+  void SetWindowContent(GtkWidget* page);
 
  private:
   struct Impl;

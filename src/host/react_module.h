@@ -46,12 +46,18 @@ class IReactContext {
 
 using InitializerDelegate = std::function<void(const std::shared_ptr<IReactContext>& context)>;
 
+// Writes a module's constants as property name and value pairs into an object
+// that the host has begun; they become properties of the module in script.
+using ConstantProviderDelegate = std::function<void(IJSValueWriter& constantWriter)>;
+
 class IReactModuleBuilder {
  public:
   virtual ~IReactModuleBuilder() = default;
   virtual void AddInitializer(InitializerDelegate initializer) = 0;
   virtual void AddMethod(std::string name, MethodReturnType returnType, MethodDelegate method) = 0;
   virtual void SetEventEmitterName(std::string name) = 0;
+  // Builders that have no script to hand constants to may keep this default.
+  virtual void AddConstantProvider(ConstantProviderDelegate /*constantProvider*/) {}
 };
 
 // Creates one module instance, registers it on the builder and returns the

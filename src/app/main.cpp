@@ -1,0 +1,6 @@
+#include "app/host_main.h"
+#include "host/class_registry.h"
+
+int main(int argc, char** argv) {
+  return tessarel::RunHost(argc, argv, tessarel::ClassRegistry::Default());
+}
