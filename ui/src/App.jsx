@@ -39,7 +39,7 @@ function ServiceState({ service, keyboards, onRetry }) {
   }
 }
 
-function KeysSection({ keyboard, keyboardsRevision, actions }) {
+function KeysSection({ keyboard, actions }) {
   const [layerIndex, setLayerIndex] = useState(0);
   const [selectedKey, setSelectedKey] = useState(null);
   const layers = keyboard.layers.filter(Boolean);
@@ -71,7 +71,7 @@ function KeysSection({ keyboard, keyboardsRevision, actions }) {
       </View>
       <KeyboardView layer={layer} selected={keyData ? selectedKey : null} onSelectKey={setSelectedKey} />
       {keyData ? (
-        <KeyEditor key={`${keyboard.id}`} keyboard={keyboard} layer={layer} position={selectedKey} keyData={keyData} actions={actions} />
+        <KeyEditor key={keyboard.id} keyboard={keyboard} layer={layer} position={selectedKey} keyData={keyData} actions={actions} />
       ) : (
         <View style={styles.pickHint}>
           <Text style={styles.pickHintText}>Select a key above to see its action and macros, change its colour, light it, or send its key press to an application.</Text>
@@ -117,13 +117,13 @@ export default function App() {
                     <Text style={styles.title} testID="keyboard-name">{keyboard.name}</Text>
                     <View style={styles.meta}>
                       <Pill label={`Model ${keyboard.model}`} tone="accent" />
-                      <Text style={[textStyles.mono, styles.metaId]}>{keyboard.id}</Text>
+                      <Text style={textStyles.mono}>{keyboard.id}</Text>
                       <Text style={textStyles.muted}>{`${keyboard.layers.length} ${keyboard.layers.length === 1 ? 'layer' : 'layers'}`}</Text>
                     </View>
                   </View>
                   <Tabs testID="section-tabs" items={sections} selected={section} onSelect={setSection} />
                 </View>
-                {section === 'keys' ? <KeysSection keyboard={keyboard} keyboardsRevision={keyboardsRevision} actions={actions} /> : null}
+                {section === 'keys' ? <KeysSection keyboard={keyboard} actions={actions} /> : null}
                 {section === 'firmware' ? <FirmwarePanel keyboard={keyboard} keyboardsRevision={keyboardsRevision} firmware={firmware} operationStates={operationStates} actions={actions} /> : null}
                 {section === 'apps' ? <AppPaths keyboard={keyboard} /> : null}
               </>
@@ -152,7 +152,6 @@ const styles = StyleSheet.create({
   titleText: { flexShrink: 1 },
   title: { fontFamily: fonts.body, fontSize: 24, fontWeight: '700', color: colors.text },
   meta: { flexDirection: 'row', alignItems: 'center', gap: 10, marginTop: 6 },
-  metaId: {},
   layerBar: { flexDirection: 'row', alignItems: 'center', justifyContent: 'space-between', marginBottom: 16 },
   pickHint: { marginTop: 20, padding: 18, borderRadius: 12, borderWidth: 1, borderStyle: 'dashed', borderColor: colors.borderStrong, alignItems: 'center' },
   pickHintText: { fontFamily: fonts.body, fontSize: 13.5, color: colors.textMuted, textAlign: 'center' },

@@ -1,6 +1,6 @@
 // Firmware of the selected keyboard: version, update with progress and cancel, and the
 // maintenance commands (reset, recovery, boot loader).
-import { useEffect, useState } from 'react';
+import { useEffect, useRef, useState } from 'react';
 import { ActivityIndicator, StyleSheet, Text, View } from 'react-native';
 import { isUpdateActive, operationState, updateConfigText } from '../logic/firmware.js';
 import { colors, fonts, radius } from '../theme.js';
@@ -23,16 +23,19 @@ function FirmwareVersion({ keyboard, keyboardsRevision, actions }) {
     setVersion((current) => ({ ...current, loading: true }));
     return actions.firmwareVersion(keyboard.id).then((value) => setVersion({ value, loading: false }));
   };
+  const shownFor = useRef(keyboard.id);
   useEffect(() => {
     let live = true;
-    setVersion({ value: null, loading: true });
+    // Another keyboard starts blank; a refresh of the same one keeps the number meanwhile.
+    if (shownFor.current !== keyboard.id) setVersion({ value: null, loading: true });
+    shownFor.current = keyboard.id;
     actions.firmwareVersion(keyboard.id).then((value) => live && setVersion({ value, loading: false }));
     return () => {
       live = false;
     };
   }, [keyboard.id, keyboardsRevision, actions]);
   return (
-    <Card title="Firmware version" subtitle={`${keyboard.name} · model ${keyboard.model}`} style={styles.versionCard}>
+    <Card title="Firmware version" subtitle={`${keyboard.name} · model ${keyboard.model}`}>
       <View style={styles.versionRow}>
         {version.loading ? (
           <ActivityIndicator color={colors.accent} />
@@ -149,7 +152,7 @@ export default function FirmwarePanel({ keyboard, keyboardsRevision, firmware, o
 
       <View style={styles.sideColumn}>
         <FirmwareVersion keyboard={keyboard} keyboardsRevision={keyboardsRevision} actions={actions} />
-        <Card title="Maintenance" subtitle="For a keyboard that misbehaves." style={styles.maintenanceCard}>
+        <Card title="Maintenance" subtitle="For a keyboard that misbehaves.">
           <Maintenance title="Reset firmware" description="Puts the keyboard's firmware back to its factory state." state={operationStates.reset}>
             <ConfirmButton label="Reset" confirmLabel="Reset now" testID="reset-firmware" disabled={active} onConfirm={() => actions.resetFirmware(keyboard.id, keyboard.model)} />
           </Maintenance>
@@ -169,7 +172,6 @@ const styles = StyleSheet.create({
   grid: { flexDirection: 'row', flexWrap: 'wrap', gap: 20 },
   mainColumn: { flex: 3, minWidth: 380 },
   sideColumn: { flex: 2, minWidth: 300, gap: 20 },
-  versionCard: {},
   versionRow: { flexDirection: 'row', alignItems: 'center', justifyContent: 'space-between' },
   version: { fontFamily: fonts.body, fontSize: 28, fontWeight: '700', color: colors.text },
   fileRow: { flexDirection: 'row', alignItems: 'center', padding: 12, borderRadius: radius.medium, backgroundColor: colors.sunken, borderWidth: 1, borderColor: colors.border },
@@ -182,7 +184,6 @@ const styles = StyleSheet.create({
   progressTitle: { fontFamily: fonts.body, fontSize: 13.5, fontWeight: '600', color: colors.text },
   percent: { fontFamily: fonts.mono, fontSize: 13, color: colors.textMuted },
   actionsRow: { flexDirection: 'row', gap: 10, marginTop: 18, alignItems: 'center' },
-  maintenanceCard: {},
   maintenance: { flexDirection: 'row', alignItems: 'center', paddingVertical: 12, borderTopWidth: 1, borderTopColor: colors.border, gap: 12 },
   maintenanceText: { flex: 1 },
   maintenanceTitleRow: { flexDirection: 'row', alignItems: 'center', gap: 8 },
