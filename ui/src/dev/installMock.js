@@ -21,7 +21,8 @@ if (mockInstalled) {
     if (index >= steps.length) return;
     window.setTimeout(() => {
       const element = document.querySelector(`[data-testid="${CSS.escape(steps[index])}"]`);
-      if (element) element.click();
+      // A switch takes clicks on its (invisible) checkbox, as a real click would land there.
+      if (element) (element.querySelector('input[type="checkbox"]') ?? element).click();
       else console.warn(`dev page: no element with test id ${steps[index]}`);
       pressNext(index + 1);
     }, 700);
