@@ -3,6 +3,7 @@
 # and a TSan build of the tests labelled "threaded".
 #   scripts/test.sh            all three
 #   TESSAREL_QUICK=1 scripts/test.sh   the normal build only
+#   TESSAREL_LONG=1 scripts/test.sh    also fuzz for a bounded time (needs clang)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -30,4 +31,16 @@ if [[ -z ${TESSAREL_QUICK:-} ]]; then
   cmake --build build-tsan -j "$jobs" --target tessarel_threaded_tests
   TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
     ctest --test-dir build-tsan --output-on-failure -j "$jobs" -L threaded -LE nosanitize
+fi
+
+if [[ -n ${TESSAREL_LONG:-} ]]; then
+  # Long mode: a minute of fuzzing of the keyboard model and the device reply
+  # handling, starting from the committed corpus; new inputs stay in the build
+  # directory. (Every run above already replays the corpus once.)
+  configure build-fuzz -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+    -DTESSAREL_BUILD_FUZZ=ON -DTESSAREL_SANITIZE=address -DTESSAREL_BUILD_BENCH=OFF
+  cmake --build build-fuzz -j "$jobs" --target tessarel_model_fuzz
+  mkdir -p build-fuzz/model-corpus
+  build-fuzz/bin/tessarel_model_fuzz -max_total_time=60 -print_final_stats=1 \
+    build-fuzz/model-corpus fuzz/corpus
 fi

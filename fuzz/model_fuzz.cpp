@@ -1,0 +1,76 @@
+// Fuzz target: arbitrary companion messages through the keyboard model
+// conversion and through every device method's reply handling.
+//
+// Checked beyond the sanitizers: a conversion either returns an array or
+// fails with a platform error (never anything else), and every reply settles
+// its promise exactly once by itself, never leaving it to be dropped.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include "fuzz/value_set_bytes.h"
+#include "model/keyboard_model.h"
+#include "modules/device_requests.h"
+#include "values/react_promise.h"
+
+namespace tessarel::fuzzing {
+namespace {
+
+// Takes every value and keeps none: the target checks how often a promise
+// settles, not what it says.
+class DiscardingWriter final : public IJSValueWriter {
+ public:
+  void WriteNull() override {}
+  void WriteBoolean(bool) override {}
+  void WriteInt64(std::int64_t) override {}
+  void WriteDouble(double) override {}
+  void WriteString(std::string_view) override {}
+  void WriteObjectBegin() override {}
+  void WritePropertyName(std::string_view) override {}
+  void WriteObjectEnd() override {}
+  void WriteArrayBegin() override {}
+  void WriteArrayEnd() override {}
+};
+
+void CheckConversion(const ValueSet& message) {
+  try {
+    const JSValue keyboards = ConvertKeyboards(message);
+    if (keyboards.Type() != JSValueType::Array) std::abort();
+    DiscardingWriter writer;
+    WriteValue(writer, keyboards);
+  } catch (const hresult_error&) {
+    // A malformed model is a clean platform error.
+  }
+}
+
+void CheckReplies(const ValueSet& message, std::uint8_t statusByte) {
+  const AppServiceResponse response{static_cast<AppServiceResponseStatus>(statusByte % 6), message};
+  for (const DeviceRequest& request : kDeviceRequests) {
+    int settleCount = 0;
+    bool settledByReply = false;
+    {
+      auto writer = std::make_shared<DiscardingWriter>();
+      auto count = [&settleCount](IJSValueWriter&) { ++settleCount; };
+      const ReactPromise<JSValue> promise(writer, count, count);
+      SettleFromResponse(request, response, promise);
+      settledByReply = settleCount == 1;
+    }
+    // Dropping the promise must not produce a second answer either.
+    if (!settledByReply || settleCount != 1) std::abort();
+  }
+}
+
+}  // namespace
+}  // namespace tessarel::fuzzing
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace tessarel::fuzzing;
+  if (size == 0) return 0;
+  ValueSetDecoder decoder(data + 1, size - 1);
+  const tessarel::ValueSet message = decoder.DecodeSet();
+  CheckConversion(message);
+  CheckReplies(message, data[0]);
+  return 0;
+}
