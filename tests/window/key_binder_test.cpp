@@ -13,11 +13,13 @@
 
 #include "app/app.h"
 #include "app/key_forwarding.h"
+#include "support/fake_react_host.h"
 #include "support/json_text_writer.h"
 
 namespace tessarel {
 namespace {
 
+using testing::FakeReactModuleBuilder;
 using testing::JsonTextWriter;
 
 struct EmittedEvent {
@@ -43,21 +45,6 @@ class RecordingContext final : public IReactContext {
   std::vector<EmittedEvent>& log_;
 };
 
-class RecordingBuilder final : public IReactModuleBuilder {
- public:
-  void AddInitializer(InitializerDelegate initializer) override {
-    initializers.push_back(std::move(initializer));
-  }
-  void AddMethod(std::string name, MethodReturnType, MethodDelegate) override {
-    methodNames.push_back(std::move(name));
-  }
-  void SetEventEmitterName(std::string name) override { emitterName = std::move(name); }
-
-  std::vector<InitializerDelegate> initializers;
-  std::vector<std::string> methodNames;
-  std::string emitterName;
-};
-
 const ModuleRegistration* FindRegistration(const char* name) {
   for (const ModuleRegistration* r = ModuleRegistration::Head(); r != nullptr; r = r->Next()) {
     if (std::strcmp(r->ModuleName(), name) == 0) return r;
@@ -73,12 +60,13 @@ class KeyBinderTest : public ::testing::Test {
     const ModuleRegistration* registration = FindRegistration("KeyBinderJs");
     EXPECT_NE(registration, nullptr);
     if (registration == nullptr) return nullptr;
-    RecordingBuilder builder;
+    FakeReactModuleBuilder builder;
     auto module = std::static_pointer_cast<KeyBinderJs>(registration->Provider()(builder));
-    EXPECT_EQ(builder.emitterName, "RCTDeviceEventEmitter");
-    EXPECT_TRUE(builder.methodNames.empty());
-    auto context = std::make_shared<RecordingContext>(label, events_);
-    for (const InitializerDelegate& initializer : builder.initializers) initializer(context);
+    EXPECT_EQ(builder.eventEmitterName, "RCTDeviceEventEmitter");
+    // No methods: the event's initializer, then the module's.
+    EXPECT_EQ(builder.DescribeRegistrations(),
+              (std::vector<std::string>{"initializer", "initializer"}));
+    builder.Initialize(std::make_shared<RecordingContext>(label, events_));
     return module;
   }
 
