@@ -74,6 +74,16 @@ class App final : public ReactApplication {
   // Raised (with this App) after each newly accepted channel has been stored.
   // Uses its own lock, never held together with connectionMutex.
   Event<const App&> ServiceConnected;
+
+ private:
+  // Declared last, so destroyed first: stops the listener and its link thread
+  // before any other member goes, so that no activation or message reaches a
+  // half-destroyed App.
+  struct LinkShutdown {
+    App* app;
+    ~LinkShutdown();
+  };
+  LinkShutdown linkShutdown_{this};
 };
 
 }  // namespace tessarel

@@ -7,7 +7,8 @@
 //   burst 100 type=s:x               sends 100 at once; prints "burst <replies> <errors>"
 //   quit                             ends the process
 //
-// Entries are key=T:value with T one of s b i y u t. It prints "connected <n>"
+// Entries are key=T:value with T one of s b i y u t, "%20" standing for a
+// blank in a value. It prints "connected <n>"
 // for each connection and "disconnected" when one ends. It serves the app's
 // requests "echo" (answers with the request) and "hold" (never returns: the
 // link thread stops, so every later request stays in flight).
@@ -58,6 +59,14 @@ std::string Format(const ValueSet& set) {
   return text;
 }
 
+// "%20" in a value stands for a blank, which would end the word.
+std::string Unescape(std::string text) {
+  for (std::size_t at = text.find("%20"); at != std::string::npos; at = text.find("%20", at)) {
+    text.replace(at, 3, " ");
+  }
+  return text;
+}
+
 ValueSet Parse(std::istringstream& words) {
   ValueSet set;
   std::string word;
@@ -67,7 +76,7 @@ ValueSet Parse(std::istringstream& words) {
       continue;
     const std::string key = word.substr(0, equals);
     const char type = word[equals + 1];
-    const std::string value = word.substr(equals + 3);
+    const std::string value = Unescape(word.substr(equals + 3));
     switch (type) {
       case 's':
         set.Insert(key, PropertyValue::CreateString(value));
