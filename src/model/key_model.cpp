@@ -6,7 +6,8 @@
 
 namespace tessarel {
 
-using model_detail::IndexKey;
+using model_detail::Entry;
+using model_detail::ListSlots;
 using model_detail::Optional;
 using model_detail::Require;
 
@@ -19,10 +20,10 @@ JSValue ConvertKey(const ValueSet& key, ElementBudget& budget) {
   // Read in the key's own order; any strict read that fails abandons the key.
   const std::uint32_t sizeX = Require<std::uint32_t>(key, "sizeX");
   const std::uint32_t sizeY = Require<std::uint32_t>(key, "sizeY");
-  JSValue icon = ConvertIcon(key.Find("icon"));
+  JSValue icon = ConvertIcon(Entry(key, "icon"));
   const std::uint32_t orientation = Require<std::uint32_t>(key, "orientation");
-  JSValue inactiveColor = ConvertColor(key.Find("inactiveColor"));
-  JSValue activeColor = ConvertColor(key.Find("activeColor"));
+  JSValue inactiveColor = ConvertColor(Entry(key, "inactiveColor"));
+  JSValue activeColor = ConvertColor(Entry(key, "activeColor"));
   const std::uint32_t actionType = Require<std::uint32_t>(key, "actionType");
   JSValue macros = ConvertUInt32List(Require<ValueSet>(key, "actionMacros"), budget);
 
@@ -84,8 +85,8 @@ JSValue ConvertUInt32List(const ValueSet& list, ElementBudget& budget) {
 
   JSValueArray result;
   result.reserve(count);
-  for (std::uint32_t i = 0; i < count; ++i) {
-    const std::uint32_t* number = Optional<std::uint32_t>(list, IndexKey(i).View());
+  for (const PropertyValue* entry : ListSlots(list, count)) {
+    const std::uint32_t* number = entry ? entry->TryUInt32() : nullptr;
     result.push_back(number ? JSValue(*number) : JSValue());
   }
   return JSValue(std::move(result));

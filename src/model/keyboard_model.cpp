@@ -8,6 +8,7 @@
 namespace tessarel {
 
 using model_detail::IndexKey;
+using model_detail::ListSlots;
 using model_detail::Optional;
 using model_detail::Require;
 
@@ -43,8 +44,9 @@ JSValue ConvertKeyboards(const ValueSet& keyboards, ElementBudget& budget) {
   budget.Charge(count);
 
   JSValueArray result;
-  for (std::uint32_t i = 0; i < count; ++i) {
-    const ValueSet* keyboard = Optional<ValueSet>(keyboards, IndexKey(i).View());
+  const std::vector<const PropertyValue*> entries = ListSlots(keyboards, count);
+  for (const PropertyValue* entry : entries) {
+    const ValueSet* keyboard = entry ? entry->TryValueSet() : nullptr;
     if (keyboard == nullptr) continue;  // skipped: later keyboards move up
 
     const std::string* id = Optional<std::string>(*keyboard, "id");
@@ -71,8 +73,8 @@ JSValue ConvertList(const ValueSet& list, ElementConverter convert, ElementBudge
 
   JSValueArray result;
   result.reserve(count);
-  for (std::uint32_t i = 0; i < count; ++i) {
-    const ValueSet* element = Optional<ValueSet>(list, IndexKey(i).View());
+  for (const PropertyValue* entry : ListSlots(list, count)) {
+    const ValueSet* element = entry ? entry->TryValueSet() : nullptr;
     // A hole keeps its position as null.
     result.push_back(element ? convert(*element, budget) : JSValue());
   }

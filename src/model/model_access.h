@@ -2,8 +2,10 @@
 // typed reads and the decimal index keys of the list encoding.
 //
 // Our ValueSet reports an absent key only as "not there" (never with another
-// failure code), so a plain Find is the tolerant lookup here and costs no
-// exception per absent key.
+// failure code), so a plain search is the tolerant lookup here and costs no
+// exception per absent key. Model sets are small (a key has eight entries, a
+// colour three), and for those a scan of the entries is much cheaper than
+// hashing a copy of the key; larger sets use the set's index.
 //
 // Thread-safety: pure functions.
 #pragma once
@@ -11,16 +13,27 @@
 #include <charconv>
 #include <cstdint>
 #include <string_view>
+#include <vector>
 
 #include "platform/value_set.h"
 
 namespace tessarel::model_detail {
 
+inline constexpr std::size_t kScanLimit = 16;
+
+inline const PropertyValue* Entry(const ValueSet& set, std::string_view key) noexcept {
+  if (set.Size() > kScanLimit) return set.Find(key);
+  for (const auto& [name, value] : set) {
+    if (name == key) return &value;
+  }
+  return nullptr;
+}
+
 // The value under `key` boxed as T; hresult_error(kNoInterface) when it is
 // absent or boxed as another type.
 template <class T>
 const T& Require(const ValueSet& set, std::string_view key) {
-  const PropertyValue* value = set.Find(key);
+  const PropertyValue* value = Entry(set, key);
   const T* typed = value ? detail::TryGet<T>(*value) : nullptr;
   if (typed == nullptr) throw hresult_error(error_codes::kNoInterface);
   return *typed;
@@ -29,8 +42,30 @@ const T& Require(const ValueSet& set, std::string_view key) {
 // The value under `key` boxed as T, or nullptr.
 template <class T>
 const T* Optional(const ValueSet& set, std::string_view key) noexcept {
-  const PropertyValue* value = set.Find(key);
+  const PropertyValue* value = Entry(set, key);
   return value ? detail::TryGet<T>(*value) : nullptr;
+}
+
+// The entries of a list, by index: slot i holds the entry under the decimal
+// key of i ("0", "1", ... exactly: no sign, no leading zero, no blanks), or
+// nullptr for a hole. One pass over the entries; entries at or beyond
+// `count` and keys of any other form are ignored.
+inline std::vector<const PropertyValue*> ListSlots(const ValueSet& list, std::uint32_t count) {
+  std::vector<const PropertyValue*> slots(count, nullptr);
+  for (const auto& [name, value] : list) {
+    if (name.empty() || name.size() > 10 || (name.size() > 1 && name[0] == '0')) continue;
+    std::uint64_t index = 0;
+    bool digits = true;
+    for (const char c : name) {
+      if (c < '0' || c > '9') {
+        digits = false;
+        break;
+      }
+      index = index * 10 + static_cast<std::uint64_t>(c - '0');
+    }
+    if (digits && index < count) slots[static_cast<std::size_t>(index)] = &value;
+  }
+  return slots;
 }
 
 // The key of list element `index`: its decimal digits, no sign, no padding.

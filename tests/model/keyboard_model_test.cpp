@@ -68,6 +68,16 @@ TEST(ConvertKeyboardsTest, ConvertsWithDefaultsAndHoles) {
        List({Nested(With(EmptyKeyboard("a"), "model", U32(4294967295u)))}),
        R"([{"appPaths":)" + kPathsJson +
            R"(,"id":"a","layers":[],"model":4294967295,"name":"Board"}])"},
+      {"index keys are exact decimals",
+       With(With(With(ListWithCount(2, {}), "00", Nested(EmptyKeyboard("a"))), "+1",
+                 Nested(EmptyKeyboard("b"))),
+            "1 ", Nested(EmptyKeyboard("c"))),
+       "[]"},
+      {"a layer under a padded index is a hole",
+       List({Nested(Keyboard("a", With(ListWithCount(2, {{1, Nested(Layer(1, List({})))}}), "01",
+                                       Nested(Layer(2, List({}))))))}),
+       R"([{"appPaths":)" + kPathsJson +
+           R"(,"id":"a","layers":[null,{"keys":[],"type":1}],"model":2,"name":"Board"}])"},
       {"ten app paths give the first eight",
        List({Nested(With(EmptyKeyboard("a"), "appPaths", Nested(AppPaths(10))))}),
        "[" + EmptyKeyboardJson("a") + "]"},
