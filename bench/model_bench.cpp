@@ -1,0 +1,119 @@
+// Figures for `keyboards` on a large model (8 keyboards of 8 layers of 6 rows
+// of 20 keys): from the companion's reply to the text the script receives,
+// against serialising the same tree with the JSON library alone.
+//   build-device/bin/tessarel_model_bench
+// Prints the figures and the ratio of the two; checks nothing.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "host/json_value_io.h"
+#include "model/keyboard_model.h"
+#include "modules/device_requests.h"
+#include "support/value_set_builders.h"
+
+namespace tessarel {
+namespace {
+
+using testing::KeyboardShape;
+
+const AppServiceResponse& LargeReply() {
+  static const AppServiceResponse reply{
+      AppServiceResponseStatus::Success,
+      testing::Set({{"keyboards", testing::Nested(KeyboardShape{8, 8, 6, 20}.Build())}})};
+  return reply;
+}
+
+// The reply text the script receives for the large model, as the host writes it.
+std::string ScriptReplyText() {
+  auto writer = std::make_shared<JsonValueWriter>();
+  std::string text;
+  const ReactPromise<JSValue> promise(
+      writer, [&](IJSValueWriter&) { text = writer->TakeJson(); }, [](IJSValueWriter&) {});
+  SettleFromResponse(kKeyboardsRequest, LargeReply(), promise);
+  return text;
+}
+
+// The whole path of a `keyboards` reply: status check, lookup, conversion,
+// promise settlement through the host's JSON writer, the JSON text.
+void BM_KeyboardsReplyToScriptText(benchmark::State& state) {
+  const AppServiceResponse& reply = LargeReply();
+  std::size_t bytes = 0;
+  for (auto _ : state) {
+    auto writer = std::make_shared<JsonValueWriter>();
+    std::string text;
+    const ReactPromise<JSValue> promise(
+        writer, [&](IJSValueWriter&) { text = writer->TakeJson(); }, [](IJSValueWriter&) {});
+    SettleFromResponse(kKeyboardsRequest, reply, promise);
+    bytes = text.size();
+    benchmark::DoNotOptimize(text.data());
+  }
+  state.counters["bytes"] = static_cast<double>(bytes);
+}
+BENCHMARK(BM_KeyboardsReplyToScriptText)->Unit(benchmark::kMillisecond);
+
+// The baseline: the same tree, already held by the JSON library, dumped.
+void BM_JsonLibraryDumpOnly(benchmark::State& state) {
+  const nlohmann::json tree = nlohmann::json::parse(ScriptReplyText());
+  for (auto _ : state) {
+    std::string text = tree.dump();
+    benchmark::DoNotOptimize(text.data());
+  }
+}
+BENCHMARK(BM_JsonLibraryDumpOnly)->Unit(benchmark::kMillisecond);
+
+// The parts, to see where the time goes.
+void BM_ConvertKeyboardsOnly(benchmark::State& state) {
+  const ValueSet& keyboards = *LargeReply().Message.Find("keyboards")->TryValueSet();
+  for (auto _ : state) {
+    JSValue converted = ConvertKeyboards(keyboards);
+    benchmark::DoNotOptimize(&converted);
+  }
+}
+BENCHMARK(BM_ConvertKeyboardsOnly)->Unit(benchmark::kMillisecond);
+
+void BM_HostJsonWriterOnly(benchmark::State& state) {
+  const JSValue converted =
+      ConvertKeyboards(*LargeReply().Message.Find("keyboards")->TryValueSet());
+  for (auto _ : state) {
+    JsonValueWriter writer;
+    WriteValue(writer, converted);
+    std::string text = writer.TakeJson();
+    benchmark::DoNotOptimize(text.data());
+  }
+}
+BENCHMARK(BM_HostJsonWriterOnly)->Unit(benchmark::kMillisecond);
+
+// Keeps each benchmark's time per iteration so that main can print ratios.
+class RecordingReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) times[run.benchmark_name()] = run.GetAdjustedRealTime();
+    ConsoleReporter::ReportRuns(runs);
+  }
+  std::map<std::string, double> times;
+};
+
+}  // namespace
+}  // namespace tessarel
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  tessarel::RecordingReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  const auto& times = reporter.times;
+  const auto whole = times.find("BM_KeyboardsReplyToScriptText");
+  const auto baseline = times.find("BM_JsonLibraryDumpOnly");
+  if (whole != times.end() && baseline != times.end() && baseline->second > 0) {
+    std::printf("keyboards reply to script text / JSON library dump: %.2fx (goal: at most 2x)\n",
+                whole->second / baseline->second);
+  }
+  benchmark::Shutdown();
+  return 0;
+}
