@@ -11,10 +11,6 @@ std::string IndexHtml() {
   std::string html =
       "<!DOCTYPE html>\n"
       "<html>\n<head>\n<meta charset=\"utf-8\">\n"
-      "<meta http-equiv=\"Content-Security-Policy\" content=\"";
-  html += kContentSecurityPolicy;
-  html +=
-      "\">\n"
       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
       "<title>Tessarel</title>\n"
       "<style>html, body { margin: 0; padding: 0; width: 100%; height: 100%; overflow: hidden; }\n"

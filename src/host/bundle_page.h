@@ -5,9 +5,11 @@
 //   tessarel://app/index.windows.bundle  the bundle file, whatever its name
 //   tessarel://app/<path>                <bundle directory>/<path>
 //
-// Every response carries kContentSecurityPolicy, which keeps remote content
-// out of the page: scripts only from the bundle's origin, no remote fetches,
-// frames or images.
+// Every response carries kContentSecurityPolicy as a header, which keeps
+// remote content out of the page: scripts only from the bundle's origin (no
+// inline script, no eval), no remote fetches, frames or images. A frame of an
+// opaque origin cannot run the bundle's scripts either: 'self' is not its
+// origin.
 //
 // Thread-safety: pure functions.
 #pragma once
