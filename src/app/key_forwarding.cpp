@@ -13,9 +13,36 @@
 namespace tessarel {
 namespace {
 
-gboolean OnPageKeyPressed(GtkEventControllerKey*, guint keyval, guint keycode, GdkModifierType,
-                          gpointer) {
-  ForwardKeyPress(keyval, keycode);
+// The web view answers a key press only once its web process has looked at
+// it; a press the page did not use is then put back into the display's event
+// queue, the same GdkEvent again, and travels down through the page a second
+// time. Remembering the last press (with a reference, so that its address
+// cannot be taken by a new event) keeps it from being forwarded twice.
+struct PressMemory {
+  PressMemory() = default;
+  PressMemory(const PressMemory&) = delete;
+  PressMemory& operator=(const PressMemory&) = delete;
+  ~PressMemory() {
+    if (lastPress != nullptr) gdk_event_unref(lastPress);
+  }
+
+  // True the first time `press` is seen.
+  bool IsNew(GdkEvent* press) {
+    if (press == nullptr) return true;
+    if (press == lastPress) return false;
+    if (lastPress != nullptr) gdk_event_unref(lastPress);
+    lastPress = gdk_event_ref(press);
+    return true;
+  }
+
+  GdkEvent* lastPress = nullptr;
+};
+
+gboolean OnPageKeyPressed(GtkEventControllerKey* controller, guint keyval, guint keycode,
+                          GdkModifierType, gpointer data) {
+  auto* memory = static_cast<PressMemory*>(data);
+  GdkEvent* press = gtk_event_controller_get_current_event(GTK_EVENT_CONTROLLER(controller));
+  if (memory->IsNew(press)) ForwardKeyPress(keyval, keycode);
   // Never handled here: the focused control in the web view gets the key too.
   return GDK_EVENT_PROPAGATE;
 }
@@ -28,7 +55,9 @@ void AttachKeyForwarding(GtkWidget* page) {
   // Capture phase: the page sees the press on its way down to the focused
   // widget, before the web view can consume it.
   gtk_event_controller_set_propagation_phase(controller, GTK_PHASE_CAPTURE);
-  g_signal_connect(controller, "key-pressed", G_CALLBACK(OnPageKeyPressed), nullptr);
+  g_signal_connect_data(
+      controller, "key-pressed", G_CALLBACK(OnPageKeyPressed), new PressMemory,
+      [](gpointer data, GClosure*) { delete static_cast<PressMemory*>(data); }, GConnectFlags{});
   gtk_widget_add_controller(page, controller);  // the page owns the controller
 }
 
