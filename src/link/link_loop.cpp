@@ -140,7 +140,9 @@ void LinkLoop::Invoke(const Task& task) {
   }
   auto packaged = std::make_shared<std::packaged_task<void()>>(task);
   std::future<void> done = packaged->get_future();
-  Post([packaged] { (*packaged)(); });
+  // The task holds the only reference: dropped unrun by a stopped loop, it
+  // breaks the promise and get() below throws instead of waiting forever.
+  Post([packaged = std::move(packaged)] { (*packaged)(); });
   try {
     done.get();
   } catch (const std::future_error&) {

@@ -1,0 +1,273 @@
+#include "companion/keyboard_simulator.h"
+
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <mutex>
+
+#include "support/value_set_builders.h"
+
+namespace tessarel::companion {
+namespace {
+
+using namespace tessarel::testing;
+
+// Two keyboards of different models; short timings keep the tests quick.
+constexpr char kDevices[] = R"({
+  "settings": {"shippedFirmwareVersion": 12, "selectFile": "/fw/pad-12.tfw",
+               "flashSeconds": 0.2, "resetSeconds": 0.05, "recoverSeconds": 0.05,
+               "bootloaderSeconds": 0.05, "versionNoticeSeconds": 0},
+  "keyboards": [
+    {"id": "PAD", "name": "Tessarel Pad", "model": 1, "firmwareVersion": 12,
+     "layers": [
+       {"type": 0, "keys": [[{"inactiveColor": "#000000", "activeColor": "#111111"}, {}]]},
+       {"type": 1, "keys": [[{"activeColor": "#222222"}, {}]]}]},
+    {"id": "DECK", "name": "Tessarel Deck", "model": 2, "firmwareVersion": 10,
+     "layers": [{"type": 0, "keys": [[{"label": "Brush"}]]}]}
+  ]})";
+
+// The notifications the simulator sends, in order.
+class Notifications {
+ public:
+  KeyboardSimulator::Sender Sender() {
+    return [this](ValueSet message) {
+      std::lock_guard lock(mutex_);
+      std::string text = *message.Lookup("type").TryString();
+      if (const PropertyValue* name = message.Find("name")) text += " " + *name->TryString();
+      types_.push_back(text);
+      changed_.notify_all();
+    };
+  }
+  // Waits until `type` has been sent `count` times in all; returns them all.
+  std::vector<std::string> WaitFor(const std::string& type, int count = 1) {
+    std::unique_lock lock(mutex_);
+    changed_.wait_for(lock, std::chrono::seconds(10),
+                      [&] { return std::count(types_.begin(), types_.end(), type) >= count; });
+    return types_;
+  }
+  std::vector<std::string> Take() {
+    std::lock_guard lock(mutex_);
+    return std::exchange(types_, {});
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<std::string> types_;
+};
+
+class KeyboardSimulatorTest : public ::testing::Test {
+ protected:
+  ValueSet Call(const std::string& method, ValueSet arguments = {}) {
+    return simulator_.HandleRequest(method, arguments);
+  }
+  std::uint32_t State(const std::string& method) {
+    return *Call(method).Lookup("result").TryUInt32();
+  }
+  bool Flag(const std::string& method, ValueSet arguments = {}) {
+    return *Call(method, std::move(arguments)).Lookup("result").TryBoolean();
+  }
+  // Key (x, y) of layer `layer` of keyboard `keyboard` in a "keyboards" reply.
+  ValueSet Key(std::size_t keyboard, std::size_t layer, int x, int y) {
+    const ValueSet list = *Call("keyboards").Lookup("keyboards").TryValueSet();
+    const ValueSet& board = *list.Lookup(std::to_string(keyboard)).TryValueSet();
+    const ValueSet& layers = *board.Lookup("layers").TryValueSet();
+    const ValueSet& rows =
+        *layers.Lookup(std::to_string(layer)).TryValueSet()->Lookup("keys").TryValueSet();
+    return *rows.Lookup(std::to_string(y)).TryValueSet()->Lookup(std::to_string(x)).TryValueSet();
+  }
+
+  Notifications notifications_;
+  KeyboardSimulator simulator_{ParseSimulatedDevices(kDevices), notifications_.Sender(), {}};
+};
+
+TEST_F(KeyboardSimulatorTest, QueriesAnswerWithTheTypesTheAppReads) {
+  EXPECT_EQ(Call("isFlashing"), Set({{"result", Bool(false)}}));
+  for (const char* query : {"flashingState", "resetFirmwareState", "recoverDeviceState"}) {
+    SCOPED_TRACE(query);
+    EXPECT_EQ(Call(query), Set({{"result", U32(0)}}));
+  }
+  EXPECT_EQ(*Call("keyboards").Lookup("keyboards").TryValueSet()->Lookup("count").TryUInt32(), 2u);
+  EXPECT_EQ(Call("firmwareVersion", Set({{"keyboardId", Str("DECK")}})),
+            Set({{"result", U32(10)}}));
+  EXPECT_EQ(Call("firmwareVersion", Set({{"keyboardId", Str("NONE")}})), ValueSet{});
+  EXPECT_EQ(Call("selectFile"), Set({{"result", Str("/fw/pad-12.tfw")}}));
+  EXPECT_THROW(Call("sendDebugCommand"), std::invalid_argument);
+  EXPECT_TRUE(notifications_.Take().empty());
+
+  KeyboardSimulator chosen(ParseSimulatedDevices(kDevices), notifications_.Sender(),
+                           {.selectFilePath = "/home/me/fw.bin", .log = nullptr});
+  EXPECT_EQ(chosen.HandleRequest("selectFile", {}), Set({{"result", Str("/home/me/fw.bin")}}));
+}
+
+TEST_F(KeyboardSimulatorTest, LightingChangesShowInTheNextListAndAreAnnounced) {
+  ValueSet activeColor = Set({{"keyboardId", Str("PAD")},
+                              {"layerType", I32(1)},
+                              {"x", I32(0)},
+                              {"y", I32(0)},
+                              {"r", I32(1)},
+                              {"g", I32(2)},
+                              {"b", I32(255)}});
+  EXPECT_TRUE(Flag("setLedActiveColor", activeColor));
+  EXPECT_EQ(notifications_.Take(), std::vector<std::string>{"keyboardsUpdated"});
+  EXPECT_EQ(*Key(0, 1, 0, 0).Lookup("activeColor").TryValueSet(),
+            tessarel::testing::Color(1, 2, 255));
+  EXPECT_EQ(*Key(0, 0, 0, 0).Lookup("activeColor").TryValueSet(),
+            tessarel::testing::Color(17, 17, 17));
+
+  ValueSet light = Set({{"keyboardId", Str("PAD")},
+                        {"x", I32(1)},
+                        {"y", I32(0)},
+                        {"r", I32(9)},
+                        {"g", I32(8)},
+                        {"b", I32(7)},
+                        {"animationType", I32(2)},
+                        {"animationData", I32(500)}});
+  EXPECT_TRUE(Flag("setLed", light));
+  EXPECT_EQ(notifications_.Take(), std::vector<std::string>{"keyboardsUpdated"});
+  for (std::size_t layer : {0u, 1u}) {
+    EXPECT_EQ(*Key(0, layer, 1, 0).Lookup("inactiveColor").TryValueSet(),
+              tessarel::testing::Color(9, 8, 7));
+  }
+
+  // The device refuses what it cannot show; nothing changes, nothing is said.
+  struct Row {
+    const char* desc;
+    ValueSet request;
+  };
+  const Row refused[] = {
+      {"channel above 255", With(activeColor, "g", I32(256))},
+      {"negative channel", With(light, "r", I32(-1))},
+      {"no such key", With(light, "x", I32(5))},
+      {"no such layer type", With(activeColor, "layerType", I32(7))},
+      {"no such keyboard", With(light, "keyboardId", Str("NONE"))},
+  };
+  for (const Row& row : refused) {
+    SCOPED_TRACE(row.desc);
+    const std::string method = row.request.HasKey("layerType") ? "setLedActiveColor" : "setLed";
+    EXPECT_FALSE(Flag(method, row.request));
+  }
+  EXPECT_TRUE(notifications_.Take().empty());
+  EXPECT_EQ(*Key(0, 1, 0, 0).Lookup("activeColor").TryValueSet(),
+            tessarel::testing::Color(1, 2, 255));
+}
+
+TEST_F(KeyboardSimulatorTest, AFirmwareUpdateReportsItsProgressToTheEnd) {
+  EXPECT_TRUE(Flag("updateDevice", Set({{"keyboardId", Str("DECK")}, {"config", Str("{}")}})));
+  EXPECT_TRUE(Flag("isFlashing"));
+  EXPECT_FALSE(Flag("updateDevice", Set({{"keyboardId", Str("PAD")}})));  // one at a time
+  const std::vector<std::string> sent = notifications_.WaitFor("keyboardsUpdated");
+  std::vector<std::string> expected = {"isFlashingUpdated"};
+  expected.insert(expected.end(), 21, "flashingStateUpdated");  // 0, 5, ..., 100
+  expected.insert(expected.end(), {"isFlashingUpdated", "keyboardsUpdated"});
+  EXPECT_EQ(sent, expected);
+  EXPECT_FALSE(Flag("isFlashing"));
+  EXPECT_EQ(State("flashingState"), 100u);
+  EXPECT_EQ(
+      *Call("firmwareVersion", Set({{"keyboardId", Str("DECK")}})).Lookup("result").TryUInt32(),
+      12u);
+  EXPECT_FALSE(Flag("updateDevice", Set({{"keyboardId", Str("NONE")}})));
+}
+
+TEST_F(KeyboardSimulatorTest, ACancelledUpdateStopsAndSaysSo) {
+  EXPECT_FALSE(Flag("setCancelUpdate", Set({{"cancel", Str("true")}})));  // nothing to cancel
+  EXPECT_TRUE(Flag("updateDevice", Set({{"keyboardId", Str("DECK")}})));
+  notifications_.WaitFor("flashingStateUpdated", 3);
+  EXPECT_GT(State("flashingState"), 0u);
+  EXPECT_FALSE(Flag("setCancelUpdate", Set({{"cancel", Str("false")}})));
+  EXPECT_TRUE(Flag("isFlashing"));
+  notifications_.Take();
+  EXPECT_TRUE(Flag("setCancelUpdate", Set({{"cancel", Str("true")}})));
+  EXPECT_FALSE(Flag("isFlashing"));
+  EXPECT_EQ(State("flashingState"), 0u);
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));  // past the planned end
+  // A step may have landed just before the cancel; nothing comes after it.
+  const std::vector<std::string> sent = notifications_.Take();
+  ASSERT_GE(sent.size(), 2u);
+  EXPECT_EQ(std::vector<std::string>(sent.end() - 2, sent.end()),
+            (std::vector<std::string>{"isFlashingUpdated", "flashingStateUpdated"}));
+  EXPECT_EQ(std::count(sent.begin(), sent.end(), "isFlashingUpdated"), 1);
+  EXPECT_EQ(
+      *Call("firmwareVersion", Set({{"keyboardId", Str("DECK")}})).Lookup("result").TryUInt32(),
+      10u);
+}
+
+TEST_F(KeyboardSimulatorTest, ResetAndRecoveryReportTheirStates) {
+  using enum OperationState;
+  // A reset restores the keyboard's factory lighting.
+  Flag("setLed", Set({{"keyboardId", Str("PAD")},
+                      {"x", I32(0)},
+                      {"y", I32(0)},
+                      {"r", I32(5)},
+                      {"g", I32(5)},
+                      {"b", I32(5)}}));
+  notifications_.Take();
+  EXPECT_TRUE(Flag("resetFirmware", Set({{"keyboardId", Str("PAD")}, {"model", Str("1")}})));
+  EXPECT_EQ(State("resetFirmwareState"), static_cast<std::uint32_t>(kRunning));
+  EXPECT_EQ(notifications_.WaitFor("keyboardsUpdated"),
+            (std::vector<std::string>{"resetFirmwareStateUpdated", "resetFirmwareStateUpdated",
+                                      "keyboardsUpdated"}));
+  EXPECT_EQ(State("resetFirmwareState"), static_cast<std::uint32_t>(kSucceeded));
+  EXPECT_EQ(*Key(0, 0, 0, 0).Lookup("inactiveColor").TryValueSet(),
+            tessarel::testing::Color(0, 0, 0));
+  notifications_.Take();
+
+  // A firmware image of another model: the reset fails.
+  EXPECT_TRUE(Flag("resetFirmware", Set({{"keyboardId", Str("PAD")}, {"model", Str("2")}})));
+  EXPECT_EQ(notifications_.WaitFor("resetFirmwareStateUpdated", 2).size(), 2u);
+  EXPECT_EQ(State("resetFirmwareState"), static_cast<std::uint32_t>(kFailed));
+  notifications_.Take();
+
+  EXPECT_TRUE(Flag("recoverDevice", Set({{"model", Str("2")}})));
+  EXPECT_EQ(notifications_.WaitFor("keyboardsUpdated"),
+            (std::vector<std::string>{"recoverDeviceStateUpdated", "recoverDeviceStateUpdated",
+                                      "keyboardsUpdated"}));
+  EXPECT_EQ(State("recoverDeviceState"), static_cast<std::uint32_t>(kSucceeded));
+  EXPECT_EQ(
+      *Call("firmwareVersion", Set({{"keyboardId", Str("DECK")}})).Lookup("result").TryUInt32(),
+      12u);
+  notifications_.Take();
+  EXPECT_TRUE(Flag("recoverDevice", Set({{"model", Str("null")}})));  // no keyboard of that model
+  notifications_.WaitFor("recoverDeviceStateUpdated", 2);
+  EXPECT_EQ(State("recoverDeviceState"), static_cast<std::uint32_t>(kFailed));
+}
+
+TEST_F(KeyboardSimulatorTest, TheBootLoaderTakesTheKeyboardAwayForAWhile) {
+  EXPECT_TRUE(Flag("resetToBootloader", Set({{"keyboardId", Str("PAD")}})));
+  EXPECT_EQ(*Call("keyboards").Lookup("keyboards").TryValueSet()->Lookup("count").TryUInt32(), 1u);
+  EXPECT_EQ(notifications_.WaitFor("keyboardsUpdated", 2),
+            (std::vector<std::string>{"keyboardsUpdated", "keyboardsUpdated"}));
+  EXPECT_EQ(*Call("keyboards").Lookup("keyboards").TryValueSet()->Lookup("count").TryUInt32(), 2u);
+}
+
+TEST_F(KeyboardSimulatorTest, ANewConnectionHearsOfOlderFirmware) {
+  simulator_.OnConnected();
+  EXPECT_EQ(notifications_.WaitFor("keyboardVersionNewer Tessarel Deck"),
+            std::vector<std::string>{"keyboardVersionNewer Tessarel Deck"});
+}
+
+TEST_F(KeyboardSimulatorTest, KeyPressesNeedAnExistingKey) {
+  std::vector<std::string> lines;
+  KeyboardSimulator logged(ParseSimulatedDevices(kDevices), notifications_.Sender(),
+                           {.selectFilePath = std::nullopt,
+                            .log = [&](const std::string& line) { lines.push_back(line); }});
+  auto press = [&](const char* keyboard, int layer, int x) {
+    return *logged
+                .HandleRequest("simulateKeyPress", Set({{"keyboardId", Str(keyboard)},
+                                                        {"executablePath", Str("/usr/bin/gimp")},
+                                                        {"layer", I32(layer)},
+                                                        {"x", I32(x)},
+                                                        {"y", I32(0)}}))
+                .Lookup("result")
+                .TryBoolean();
+  };
+  EXPECT_TRUE(press("DECK", 0, 0));
+  EXPECT_FALSE(press("DECK", 1, 0));
+  EXPECT_FALSE(press("DECK", 0, 1));
+  EXPECT_FALSE(press("NONE", 0, 0));
+  EXPECT_NE(std::find(lines.begin(), lines.end(), "key stroke of Brush sent to /usr/bin/gimp"),
+            lines.end());
+}
+
+}  // namespace
+}  // namespace tessarel::companion

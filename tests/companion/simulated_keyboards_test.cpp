@@ -1,0 +1,170 @@
+#include "companion/simulated_keyboards.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "model/keyboard_model.h"
+#include "support/value_set_builders.h"
+
+namespace tessarel::companion {
+namespace {
+
+using namespace tessarel::testing;
+
+std::filesystem::path PackagedKeyboards() {
+  // bin/ of the build tree, next to share/tessarel/.
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "share" /
+         "tessarel" / "simulated-keyboards.json";
+}
+
+TEST(SimulatedKeyboardsTest, EncodesTheCompanionsKeyboardModel) {
+  const SimulatedDevices devices = ParseSimulatedDevices(R"({
+    "keyboards": [{
+      "id": "K1", "name": "Pad", "model": 2, "firmwareVersion": 3,
+      "appPaths": ["/usr/bin/gimp"],
+      "layers": [{"type": 1, "keys": [[
+        {"label": "Copy", "size": [2, 1], "icon": {"type": "builtin", "id": 18446744073709551615},
+         "orientation": 3, "inactiveColor": "#0a0B0c", "activeColor": "#ff0080",
+         "action": {"type": 4, "macros": [224, 6]}},
+        {}
+      ]]}]
+    }]})");
+  ASSERT_EQ(devices.keyboards.size(), 1u);
+  ValueSet appPaths = AppPaths(0);
+  appPaths.Insert("0", Nested(Set({{"appPath", Str("/usr/bin/gimp")}})));
+  for (int i = 1; i < 8; ++i) {
+    appPaths.Insert(std::to_string(i), Nested(Set({{"appPath", Str("")}})));
+  }
+  const ValueSet copyKey =
+      Set({{"sizeX", U32(2)},
+           {"sizeY", U32(1)},
+           {"icon", Nested(Set({{"type", Str("builtin")}, {"id", U64(UINT64_MAX)}}))},
+           {"orientation", U32(3)},
+           {"inactiveColor", Nested(tessarel::testing::Color(10, 11, 12))},
+           {"activeColor", Nested(tessarel::testing::Color(255, 0, 128))},
+           {"actionType", U32(4)},
+           {"actionMacros", Nested(List({U32(224), U32(6)}))}});
+  // A key given as {} has every default and no optional member.
+  const ValueSet plainKey = Set({{"sizeX", U32(1)},
+                                 {"sizeY", U32(1)},
+                                 {"orientation", U32(0)},
+                                 {"actionType", U32(0)},
+                                 {"actionMacros", Nested(List({}))}});
+  const ValueSet expected = List({Nested(
+      Set({{"id", Str("K1")},
+           {"name", Str("Pad")},
+           {"model", U32(2)},
+           {"layers", Nested(List({Nested(
+                          Layer(1, List({Nested(List({Nested(copyKey), Nested(plainKey)}))})))}))},
+           {"appPaths", Nested(appPaths)}}))});
+  EXPECT_EQ(EncodeKeyboardList({&devices.keyboards[0]}), expected);
+}
+
+TEST(SimulatedKeyboardsTest, ThePackagedKeyboardsAreRichEnoughToDevelopAgainst) {
+  const SimulatedDevices devices = LoadSimulatedDevices(PackagedKeyboards());
+  ASSERT_GE(devices.keyboards.size(), 2u);
+  std::set<std::uint32_t> models;
+  std::set<std::pair<std::uint32_t, std::uint32_t>> sizes;
+  std::set<std::string> iconTypes;
+  std::set<std::uint32_t> actionTypes;
+  int keysWithoutIcon = 0;
+  int keysWithoutActiveColor = 0;
+  int macroLists = 0;
+  int olderFirmware = 0;
+  for (const SimulatedKeyboard& keyboard : devices.keyboards) {
+    SCOPED_TRACE(keyboard.name);
+    models.insert(keyboard.model);
+    EXPECT_GE(keyboard.layers.size(), 2u);
+    olderFirmware += keyboard.firmwareVersion < devices.settings.shippedFirmwareVersion;
+    for (const SimulatedLayer& layer : keyboard.layers) {
+      for (const auto& row : layer.rows) {
+        for (const SimulatedKey& key : row) {
+          sizes.insert({key.sizeX, key.sizeY});
+          if (key.icon)
+            iconTypes.insert(key.icon->type);
+          else
+            ++keysWithoutIcon;
+          if (!key.activeColor) ++keysWithoutActiveColor;
+          actionTypes.insert(key.actionType);
+          macroLists += key.actionMacros.size() > 1;
+        }
+      }
+    }
+    int paths = 0;
+    for (const std::string& path : keyboard.appPaths) paths += !path.empty();
+    EXPECT_GE(paths, 4);
+  }
+  EXPECT_EQ(models.size(), devices.keyboards.size());
+  EXPECT_GE(sizes.size(), 3u);  // 1x1, wide and tall keys
+  EXPECT_EQ(iconTypes, (std::set<std::string>{"builtin", "custom"}));
+  EXPECT_GT(keysWithoutIcon, 0);
+  EXPECT_GT(keysWithoutActiveColor, 0);
+  EXPECT_GE(actionTypes.size(), 5u);
+  EXPECT_GT(macroLists, 0);
+  EXPECT_EQ(olderFirmware, 1);  // one keyboard is offered the newer firmware
+  EXPECT_FALSE(devices.settings.selectFilePath.empty());
+
+  // The script side's conversion takes every keyboard as it is sent.
+  std::vector<const SimulatedKeyboard*> all;
+  for (const SimulatedKeyboard& keyboard : devices.keyboards) all.push_back(&keyboard);
+  const JSValue converted = ConvertKeyboards(EncodeKeyboardList(all));
+  ASSERT_NE(converted.TryGetArray(), nullptr);
+  ASSERT_EQ(converted.TryGetArray()->size(), devices.keyboards.size());
+  for (const JSValue& keyboard : *converted.TryGetArray()) {
+    EXPECT_EQ(keyboard.TryGetObject()->at("appPaths").TryGetArray()->size(), 8u);
+  }
+}
+
+TEST(SimulatedKeyboardsTest, AMistakeInTheFileIsNamedWithItsPlace) {
+  const std::string key =
+      R"({"id": "K", "name": "N", "model": 1, "layers": [{"type": 0, "keys": [[KEY]]}]})";
+  auto withKey = [&](const std::string& keyJson) {
+    std::string keyboard = key;
+    keyboard.replace(keyboard.find("KEY"), 3, keyJson);
+    return R"({"keyboards": [)" + keyboard + "]}";
+  };
+  struct Row {
+    const char* desc;
+    std::string json;
+    const char* message;
+  };
+  const Row rows[] = {
+      {"short colour", withKey(R"({"activeColor": "#12345"})"),
+       "keyboards[0].layers[0].keys[0][0].activeColor: must be a colour written #rrggbb"},
+      {"not hexadecimal", withKey(R"({"inactiveColor": "#gg0000"})"),
+       "keyboards[0].layers[0].keys[0][0].inactiveColor: must be a colour written #rrggbb"},
+      {"size of one number", withKey(R"({"size": [2]})"),
+       "keyboards[0].layers[0].keys[0][0].size: must be [x, y]"},
+      {"negative macro", withKey(R"({"action": {"type": 1, "macros": [4, -1]}})"),
+       "keyboards[0].layers[0].keys[0][0].action.macros[1]: must be a whole number of 0 or more"},
+      {"icon without id", withKey(R"({"icon": {"type": "builtin"}})"),
+       "keyboards[0].layers[0].keys[0][0].icon: must be {\"type\": text, \"id\": number}"},
+      {"missing id", R"({"keyboards": [{"name": "N", "model": 1, "layers": []}]})",
+       "keyboards[0].id: is missing"},
+      {"nine paths",
+       R"({"keyboards": [{"id": "K", "name": "N", "model": 1, "layers": [{"type": 0, "keys": []}],
+           "appPaths": ["1","2","3","4","5","6","7","8","9"]}]})",
+       "keyboards[0].appPaths: must be an array of at most eight paths"},
+      {"model too large", R"({"keyboards": [{"id": "K", "name": "N", "model": 4294967296,
+           "layers": [{"type": 0, "keys": []}]}]})",
+       "keyboards[0].model: must be at most 4294967295"},
+      {"no keyboards", R"({"settings": {}})", "keyboards: must be an array"},
+      {"negative time", R"({"settings": {"flashSeconds": -1}, "keyboards": []})",
+       "settings.flashSeconds: must be a number of seconds"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.desc);
+    try {
+      ParseSimulatedDevices(row.json);
+      ADD_FAILURE() << "parsed";
+    } catch (const std::runtime_error& error) {
+      EXPECT_EQ(std::string(error.what()), row.message);
+    }
+  }
+  EXPECT_THROW(ParseSimulatedDevices("{not json"), std::runtime_error);
+  EXPECT_THROW(LoadSimulatedDevices("/no/such/keyboards.json"), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace tessarel::companion
