@@ -23,9 +23,16 @@ app=$build/bin/tessarel
 [[ -x $app ]] || { echo "no $app: build first" >&2; exit 1; }
 work=$(mktemp -d)
 app_pid=
+# Each app runs in a process group of its own (setsid), which the companion it
+# starts joins; stopping the group ends both.
 stop_app() {
-  if [[ -n $app_pid ]] && kill -0 "$app_pid" 2>/dev/null; then
-    kill "$app_pid" 2>/dev/null || true
+  if [[ -n $app_pid ]]; then
+    kill -TERM -- "-$app_pid" 2>/dev/null || true
+    for _ in 1 2 3 4 5 6 7 8 9 10; do
+      kill -0 -- "-$app_pid" 2>/dev/null || break
+      sleep 0.3
+    done
+    kill -KILL -- "-$app_pid" 2>/dev/null || true
     wait "$app_pid" 2>/dev/null || true
   fi
   app_pid=
@@ -39,7 +46,7 @@ start_app() {
   local run=$1
   rm -rf "$work/runtime.$run"; mkdir -m 0700 "$work/runtime.$run"
   XDG_RUNTIME_DIR=$work/runtime.$run GDK_BACKEND=x11 \
-    "$app" --bundle "$here/window_bundle.js" --console >"$work/out.$run" 2>&1 &
+    setsid "$app" --bundle "$here/window_bundle.js" --console >"$work/out.$run" 2>&1 &
   app_pid=$!
 }
 
