@@ -160,6 +160,19 @@ ValueSet KeyboardSimulator::ResetFirmwareState(const ValueSet&) {
 
 ValueSet KeyboardSimulator::UpdateDevice(const ValueSet& request) {
   const std::string keyboardId = StringArgument(request, "keyboardId");
+  const std::string config = StringArgument(request, "config");
+  // A configuration to write (the keyboard as the script edited it) is
+  // checked before anything starts, as the device would; any other text is
+  // taken for the path of a firmware file.
+  std::optional<SimulatedKeyboard> configured;
+  if (config.starts_with("{")) {
+    try {
+      configured = ParseScriptKeyboard(config);
+    } catch (const std::runtime_error& error) {
+      Log("updateDevice refused its configuration: " + std::string(error.what()));
+      return BooleanResult(false);
+    }
+  }
   std::uint64_t run = 0;
   std::chrono::milliseconds step;
   {
@@ -169,7 +182,10 @@ ValueSet KeyboardSimulator::UpdateDevice(const ValueSet& request) {
     isFlashing_ = true;
     flashingState_ = 0;
     run = ++flashRun_;
-    lastConfig_[keyboardId] = StringArgument(request, "config");
+    if (configured)
+      pendingConfig_.insert_or_assign(keyboardId, std::move(*configured));
+    else
+      pendingConfig_.erase(keyboardId);
     step = settings_.flashDuration / kFlashSteps;
   }
   Send({"isFlashingUpdated", "flashingStateUpdated"});
@@ -188,8 +204,14 @@ void KeyboardSimulator::FlashStep(std::uint64_t run, const std::string& keyboard
     if (finished) {
       flashingState_ = 100;
       isFlashing_ = false;
-      if (SimulatedKeyboard* keyboard = FindKeyboard(keyboardId))
+      if (SimulatedKeyboard* keyboard = FindKeyboard(keyboardId)) {
         keyboard->firmwareVersion = settings_.shippedFirmwareVersion;
+        if (auto written = pendingConfig_.find(keyboardId); written != pendingConfig_.end()) {
+          keyboard->layers = std::move(written->second.layers);
+          keyboard->appPaths = written->second.appPaths;
+          pendingConfig_.erase(written);
+        }
+      }
     }
     step = settings_.flashDuration / kFlashSteps;
   }
@@ -210,6 +232,7 @@ ValueSet KeyboardSimulator::SetCancelUpdate(const ValueSet& request) {
     isFlashing_ = false;
     flashingState_ = 0;
     ++flashRun_;
+    pendingConfig_.clear();  // nothing is written by a cancelled update
   }
   Send({"isFlashingUpdated", "flashingStateUpdated"});
   return BooleanResult(true);
@@ -380,16 +403,19 @@ ValueSet KeyboardSimulator::SetLed(const ValueSet& request) {
 
 ValueSet KeyboardSimulator::SimulateKeyPress(const ValueSet& request) {
   const std::string executablePath = StringArgument(request, "executablePath");
-  const std::int32_t layerIndex = IntArgument(request, "layer");
+  // "layer" names the layer by its type, as the layer list gives it.
+  const std::int32_t layerType = IntArgument(request, "layer");
   std::string label;
   {
     std::lock_guard lock(mutex_);
     SimulatedKeyboard* keyboard = FindKeyboard(StringArgument(request, "keyboardId"));
-    if (keyboard == nullptr || layerIndex < 0 ||
-        static_cast<std::size_t>(layerIndex) >= keyboard->layers.size())
-      return BooleanResult(false);
-    SimulatedKey* key = FindKey(keyboard->layers[static_cast<std::size_t>(layerIndex)],
-                                IntArgument(request, "x"), IntArgument(request, "y"));
+    if (keyboard == nullptr) return BooleanResult(false);
+    SimulatedKey* key = nullptr;
+    for (SimulatedLayer& layer : keyboard->layers) {
+      if (static_cast<std::int64_t>(layer.type) != layerType) continue;
+      key = FindKey(layer, IntArgument(request, "x"), IntArgument(request, "y"));
+      break;
+    }
     if (key == nullptr) return BooleanResult(false);
     label = key->label.empty() ? "(no label)" : key->label;
   }
@@ -405,9 +431,10 @@ SimulatedKeyboard* KeyboardSimulator::FindKeyboard(std::string_view id) {
 
 SimulatedKey* KeyboardSimulator::FindKey(SimulatedLayer& layer, std::int32_t x, std::int32_t y) {
   if (x < 0 || y < 0 || static_cast<std::size_t>(y) >= layer.rows.size()) return nullptr;
-  std::vector<SimulatedKey>& row = layer.rows[static_cast<std::size_t>(y)];
-  if (static_cast<std::size_t>(x) >= row.size()) return nullptr;
-  return &row[static_cast<std::size_t>(x)];
+  auto& row = layer.rows[static_cast<std::size_t>(y)];
+  if (static_cast<std::size_t>(x) >= row.size() || !row[static_cast<std::size_t>(x)])
+    return nullptr;
+  return &*row[static_cast<std::size_t>(x)];
 }
 
 void KeyboardSimulator::Send(const std::vector<std::string>& types) {

@@ -101,9 +101,9 @@ class KeyboardSimulator {
   std::mutex mutex_;
   SimulationSettings settings_;
   std::vector<SimulatedKeyboard> keyboards_;
-  std::vector<SimulatedKeyboard> factoryKeyboards_;  // what a firmware reset restores
-  std::set<std::string> inBootloader_;               // hidden from "keyboards" meanwhile
-  std::map<std::string, std::string> lastConfig_;    // by keyboard id
+  std::vector<SimulatedKeyboard> factoryKeyboards_;         // what a firmware reset restores
+  std::set<std::string> inBootloader_;                      // hidden from "keyboards" meanwhile
+  std::map<std::string, SimulatedKeyboard> pendingConfig_;  // written when its update ends
   bool isFlashing_ = false;
   std::uint32_t flashingState_ = 0;  // percent done
   std::uint64_t flashRun_ = 0;       // a cancelled run's later steps see a newer number

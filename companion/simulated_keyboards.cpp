@@ -113,10 +113,14 @@ SimulatedLayer ParseLayer(const json& value, const std::string& where) {
   for (std::size_t row = 0; row < keys->size(); ++row) {
     const std::string rowWhere = where + ".keys[" + std::to_string(row) + "]";
     if (!(*keys)[row].is_array()) Fail(rowWhere, "must be an array of keys");
-    std::vector<SimulatedKey>& parsed = layer.rows.emplace_back();
-    for (std::size_t column = 0; column < (*keys)[row].size(); ++column)
-      parsed.push_back(
-          ParseKey((*keys)[row][column], rowWhere + "[" + std::to_string(column) + "]"));
+    auto& parsed = layer.rows.emplace_back();
+    for (std::size_t column = 0; column < (*keys)[row].size(); ++column) {
+      const json& key = (*keys)[row][column];
+      if (key.is_null())
+        parsed.emplace_back();  // a gap
+      else
+        parsed.push_back(ParseKey(key, rowWhere + "[" + std::to_string(column) + "]"));
+    }
   }
   return layer;
 }
@@ -203,14 +207,60 @@ PropertyValue EncodeKey(const SimulatedKey& key) {
   return PropertyValue::CreateValueSet(std::move(encoded));
 }
 
+// A row with gaps: a gap is counted but has no entry.
+ValueSet EncodeRow(const std::vector<std::optional<SimulatedKey>>& row) {
+  ValueSet list;
+  list.Insert("count", PropertyValue::CreateUInt32(static_cast<std::uint32_t>(row.size())));
+  for (std::size_t index = 0; index < row.size(); ++index) {
+    if (row[index]) list.Insert(std::to_string(index), EncodeKey(*row[index]));
+  }
+  return list;
+}
+
 PropertyValue EncodeLayer(const SimulatedLayer& layer) {
   ValueSet encoded;
   encoded.Insert("type", PropertyValue::CreateUInt32(layer.type));
-  encoded.Insert("keys", PropertyValue::CreateValueSet(
-                             EncodeList(layer.rows, [](const std::vector<SimulatedKey>& row) {
-                               return PropertyValue::CreateValueSet(EncodeList(row, EncodeKey));
+  encoded.Insert("keys", PropertyValue::CreateValueSet(EncodeList(
+                             layer.rows, [](const std::vector<std::optional<SimulatedKey>>& row) {
+                               return PropertyValue::CreateValueSet(EncodeRow(row));
                              })));
   return PropertyValue::CreateValueSet(std::move(encoded));
+}
+
+// The script's form of a key: {"action": {"macros", "type"}, "activeColor",
+// "icon", "inactiveColor", "orientation", "size": {"x", "y"}}.
+std::optional<Color> ScriptColor(const json& value, const std::string& where) {
+  if (value.is_null()) return std::nullopt;
+  if (!value.is_object()) Fail(where, "must be a colour object or null");
+  Color color;
+  color.r = static_cast<std::uint8_t>(Unsigned(value.at("r"), where + ".r", 255));
+  color.g = static_cast<std::uint8_t>(Unsigned(value.at("g"), where + ".g", 255));
+  color.b = static_cast<std::uint8_t>(Unsigned(value.at("b"), where + ".b", 255));
+  return color;
+}
+
+SimulatedKey ScriptKey(const json& value, const std::string& where) {
+  if (!value.is_object()) Fail(where, "must be a key object or null");
+  SimulatedKey key;
+  const json& size = value.at("size");
+  key.sizeX = UInt32(size.at("x"), where + ".size.x");
+  key.sizeY = UInt32(size.at("y"), where + ".size.y");
+  if (const json* icon = Member(value, "icon")) {
+    // The script sees the icon id as a signed 64-bit number: the same bits.
+    if (!icon->at("id").is_number_integer()) Fail(where + ".icon.id", "must be a whole number");
+    key.icon = Icon{Text(icon->at("type"), where + ".icon.type"),
+                    static_cast<std::uint64_t>(icon->at("id").get<std::int64_t>())};
+  }
+  key.orientation = UInt32(value.at("orientation"), where + ".orientation");
+  key.inactiveColor = ScriptColor(value.value("inactiveColor", json()), where + ".inactiveColor");
+  key.activeColor = ScriptColor(value.value("activeColor", json()), where + ".activeColor");
+  const json& action = value.at("action");
+  key.actionType = UInt32(action.at("type"), where + ".action.type");
+  for (const json& macro : action.at("macros")) {
+    // The script shows a macro entry it could not read as null; it is dropped.
+    if (!macro.is_null()) key.actionMacros.push_back(UInt32(macro, where + ".action.macros"));
+  }
+  return key;
 }
 
 }  // namespace
@@ -243,6 +293,37 @@ SimulatedDevices LoadSimulatedDevices(const std::filesystem::path& file) {
     return ParseSimulatedDevices(text.str());
   } catch (const std::runtime_error& error) {
     throw std::runtime_error(file.string() + ": " + error.what());
+  }
+}
+
+SimulatedKeyboard ParseScriptKeyboard(std::string_view text) {
+  try {
+    const json value = json::parse(text);
+    SimulatedKeyboard keyboard;
+    keyboard.id = Text(value.at("id"), "id");
+    keyboard.name = Text(value.at("name"), "name");
+    keyboard.model = UInt32(value.at("model"), "model");
+    const json& paths = value.at("appPaths");
+    if (!paths.is_array() || paths.size() != kAppPathCount)
+      Fail("appPaths", "must hold eight paths");
+    for (std::size_t i = 0; i < kAppPathCount; ++i)
+      keyboard.appPaths[i] = Text(paths[i], "appPaths");
+    for (const json& layer : value.at("layers")) {
+      SimulatedLayer& parsed = keyboard.layers.emplace_back();
+      parsed.type = UInt32(layer.at("type"), "layers.type");
+      for (const json& row : layer.at("keys")) {
+        auto& keys = parsed.rows.emplace_back();
+        for (const json& key : row) {
+          if (key.is_null())
+            keys.emplace_back();
+          else
+            keys.push_back(ScriptKey(key, "layers.keys"));
+        }
+      }
+    }
+    return keyboard;
+  } catch (const json::exception& error) {
+    throw std::runtime_error(std::string("not a keyboard: ") + error.what());
   }
 }
 

@@ -57,7 +57,9 @@ struct SimulatedKey {
 
 struct SimulatedLayer {
   std::uint32_t type = 0;
-  std::vector<std::vector<SimulatedKey>> rows;
+  // A row may have gaps (null in the file): a position with no key, left out
+  // of the list encoding while still counted.
+  std::vector<std::vector<std::optional<SimulatedKey>>> rows;
   friend bool operator==(const SimulatedLayer&, const SimulatedLayer&) = default;
 };
 
@@ -92,6 +94,12 @@ struct SimulatedDevices {
 // and where ("keyboards[1].layers[0].keys[2][3].activeColor: ...").
 SimulatedDevices ParseSimulatedDevices(std::string_view json);
 SimulatedDevices LoadSimulatedDevices(const std::filesystem::path& file);
+
+// Parses a keyboard as the script sees it (JSON.stringify of one element of
+// the keyboards() array: "appPaths", "id", "layers", "model", "name"), which
+// is what the app sends as updateDevice's "config" to write a configuration
+// back. Throws std::runtime_error when the text is not such a keyboard.
+SimulatedKeyboard ParseScriptKeyboard(std::string_view json);
 
 ValueSet EncodeKeyboard(const SimulatedKeyboard& keyboard);
 ValueSet EncodeKeyboardList(const std::vector<const SimulatedKeyboard*>& keyboards);

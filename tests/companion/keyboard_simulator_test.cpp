@@ -153,7 +153,8 @@ TEST_F(KeyboardSimulatorTest, LightingChangesShowInTheNextListAndAreAnnounced) {
 }
 
 TEST_F(KeyboardSimulatorTest, AFirmwareUpdateReportsItsProgressToTheEnd) {
-  EXPECT_TRUE(Flag("updateDevice", Set({{"keyboardId", Str("DECK")}, {"config", Str("{}")}})));
+  EXPECT_TRUE(
+      Flag("updateDevice", Set({{"keyboardId", Str("DECK")}, {"config", Str("/fw/pad-12.tfw")}})));
   EXPECT_TRUE(Flag("isFlashing"));
   EXPECT_FALSE(Flag("updateDevice", Set({{"keyboardId", Str("PAD")}})));  // one at a time
   const std::vector<std::string> sent = notifications_.WaitFor("keyboardsUpdated");
@@ -167,6 +168,42 @@ TEST_F(KeyboardSimulatorTest, AFirmwareUpdateReportsItsProgressToTheEnd) {
       *Call("firmwareVersion", Set({{"keyboardId", Str("DECK")}})).Lookup("result").TryUInt32(),
       12u);
   EXPECT_FALSE(Flag("updateDevice", Set({{"keyboardId", Str("NONE")}})));
+}
+
+TEST_F(KeyboardSimulatorTest, AnUpdateWritesTheConfigurationItWasGiven) {
+  // The pad as the script would send it back, its first key made wide and red.
+  const std::string config = R"({"appPaths": ["/a", "", "", "", "", "", "", "/h"], "id": "PAD",
+    "layers": [{"keys": [[{"action": {"macros": [4, null], "type": 1}, "activeColor": null,
+      "icon": {"id": -1, "type": "custom"}, "inactiveColor": {"b": 0, "g": 0, "r": 255},
+      "orientation": 2, "size": {"x": 2, "y": 1}}, null]], "type": 0}],
+    "model": 1, "name": "Tessarel Pad"})";
+  EXPECT_FALSE(Flag("updateDevice", Set({{"keyboardId", Str("PAD")}, {"config", Str("{broken")}})));
+  EXPECT_TRUE(Flag("updateDevice", Set({{"keyboardId", Str("PAD")}, {"config", Str(config)}})));
+  notifications_.WaitFor("keyboardsUpdated");
+  EXPECT_EQ(Key(0, 0, 0, 0),
+            Set({{"sizeX", U32(2)},
+                 {"sizeY", U32(1)},
+                 {"icon", Nested(Set({{"type", Str("custom")}, {"id", U64(UINT64_MAX)}}))},
+                 {"orientation", U32(2)},
+                 {"inactiveColor", Nested(tessarel::testing::Color(255, 0, 0))},
+                 {"actionType", U32(1)},
+                 {"actionMacros", Nested(List({U32(4)}))}}));
+  const ValueSet list = *Call("keyboards").Lookup("keyboards").TryValueSet();
+  const ValueSet& pad = *list.Lookup("0").TryValueSet();
+  EXPECT_EQ(*pad.Lookup("layers").TryValueSet()->Lookup("count").TryUInt32(), 1u);
+  const ValueSet& paths = *pad.Lookup("appPaths").TryValueSet();
+  EXPECT_EQ(*paths.Lookup("7").TryValueSet()->Lookup("appPath").TryString(), "/h");
+  // The written row keeps its gap: counted, without an entry.
+  const ValueSet& row = *pad.Lookup("layers")
+                             .TryValueSet()
+                             ->Lookup("0")
+                             .TryValueSet()
+                             ->Lookup("keys")
+                             .TryValueSet()
+                             ->Lookup("0")
+                             .TryValueSet();
+  EXPECT_EQ(*row.Lookup("count").TryUInt32(), 2u);
+  EXPECT_FALSE(row.HasKey("1"));
 }
 
 TEST_F(KeyboardSimulatorTest, ACancelledUpdateStopsAndSaysSo) {
@@ -262,7 +299,7 @@ TEST_F(KeyboardSimulatorTest, KeyPressesNeedAnExistingKey) {
                 .TryBoolean();
   };
   EXPECT_TRUE(press("DECK", 0, 0));
-  EXPECT_FALSE(press("DECK", 1, 0));
+  EXPECT_FALSE(press("DECK", 1, 0));  // "layer" is a type: the deck has no layer of type 1
   EXPECT_FALSE(press("DECK", 0, 1));
   EXPECT_FALSE(press("NONE", 0, 0));
   EXPECT_NE(std::find(lines.begin(), lines.end(), "key stroke of Brush sent to /usr/bin/gimp"),

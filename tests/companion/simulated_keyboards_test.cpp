@@ -5,6 +5,7 @@
 #include <set>
 
 #include "model/keyboard_model.h"
+#include "support/json_text_writer.h"
 #include "support/value_set_builders.h"
 
 namespace tessarel::companion {
@@ -27,6 +28,7 @@ TEST(SimulatedKeyboardsTest, EncodesTheCompanionsKeyboardModel) {
         {"label": "Copy", "size": [2, 1], "icon": {"type": "builtin", "id": 18446744073709551615},
          "orientation": 3, "inactiveColor": "#0a0B0c", "activeColor": "#ff0080",
          "action": {"type": 4, "macros": [224, 6]}},
+        null,
         {}
       ]]}]
     }]})");
@@ -45,19 +47,21 @@ TEST(SimulatedKeyboardsTest, EncodesTheCompanionsKeyboardModel) {
            {"activeColor", Nested(tessarel::testing::Color(255, 0, 128))},
            {"actionType", U32(4)},
            {"actionMacros", Nested(List({U32(224), U32(6)}))}});
-  // A key given as {} has every default and no optional member.
+  // A key given as {} has every default and no optional member; a null is a
+  // gap, counted but without an entry.
   const ValueSet plainKey = Set({{"sizeX", U32(1)},
                                  {"sizeY", U32(1)},
                                  {"orientation", U32(0)},
                                  {"actionType", U32(0)},
                                  {"actionMacros", Nested(List({}))}});
-  const ValueSet expected = List({Nested(
-      Set({{"id", Str("K1")},
-           {"name", Str("Pad")},
-           {"model", U32(2)},
-           {"layers", Nested(List({Nested(
-                          Layer(1, List({Nested(List({Nested(copyKey), Nested(plainKey)}))})))}))},
-           {"appPaths", Nested(appPaths)}}))});
+  const ValueSet expected = List({Nested(Set(
+      {{"id", Str("K1")},
+       {"name", Str("Pad")},
+       {"model", U32(2)},
+       {"layers",
+        Nested(List({Nested(Layer(1, List({Nested(ListWithCount(
+                                         3, {{0, Nested(copyKey)}, {2, Nested(plainKey)}}))})))}))},
+       {"appPaths", Nested(appPaths)}}))});
   EXPECT_EQ(EncodeKeyboardList({&devices.keyboards[0]}), expected);
 }
 
@@ -79,7 +83,9 @@ TEST(SimulatedKeyboardsTest, ThePackagedKeyboardsAreRichEnoughToDevelopAgainst) 
     olderFirmware += keyboard.firmwareVersion < devices.settings.shippedFirmwareVersion;
     for (const SimulatedLayer& layer : keyboard.layers) {
       for (const auto& row : layer.rows) {
-        for (const SimulatedKey& key : row) {
+        for (const std::optional<SimulatedKey>& slot : row) {
+          if (!slot) continue;
+          const SimulatedKey& key = *slot;
           sizes.insert({key.sizeX, key.sizeY});
           if (key.icon)
             iconTypes.insert(key.icon->type);
@@ -113,6 +119,33 @@ TEST(SimulatedKeyboardsTest, ThePackagedKeyboardsAreRichEnoughToDevelopAgainst) 
   ASSERT_EQ(converted.TryGetArray()->size(), devices.keyboards.size());
   for (const JSValue& keyboard : *converted.TryGetArray()) {
     EXPECT_EQ(keyboard.TryGetObject()->at("appPaths").TryGetArray()->size(), 8u);
+  }
+}
+
+// What the script sends back as updateDevice's configuration is the keyboard
+// as the script saw it; read back, it is the keyboard that was sent.
+TEST(SimulatedKeyboardsTest, AKeyboardComesBackFromItsScriptForm) {
+  const SimulatedDevices devices = LoadSimulatedDevices(PackagedKeyboards());
+  for (const SimulatedKeyboard& keyboard : devices.keyboards) {
+    SCOPED_TRACE(keyboard.name);
+    const JSValue script = ConvertKeyboards(EncodeKeyboardList({&keyboard}));
+    const SimulatedKeyboard back = ParseScriptKeyboard(ToJson(script.TryGetArray()->front()));
+    SimulatedKeyboard expected = keyboard;
+    for (SimulatedLayer& layer : expected.layers) {
+      for (auto& row : layer.rows) {
+        for (auto& key : row) {
+          if (key) key->label.clear();  // labels are not sent
+        }
+      }
+    }
+    expected.firmwareVersion = 0;  // nor is the firmware version
+    EXPECT_EQ(back, expected);
+  }
+  for (const char* notAKeyboard : {"{}", R"({"id": "K", "name": "N", "model": 1,
+       "appPaths": ["", "", ""], "layers": []})",
+                                   "{oops"}) {
+    SCOPED_TRACE(notAKeyboard);
+    EXPECT_THROW(ParseScriptKeyboard(notAKeyboard), std::runtime_error);
   }
 }
 
