@@ -47,6 +47,15 @@ gboolean OnPageKeyPressed(GtkEventControllerKey* controller, guint keyval, guint
   return GDK_EVENT_PROPAGATE;
 }
 
+// A window whose focus is on no widget delivers key presses to itself only,
+// past the page. The page is put into the window after the window is shown,
+// when GTK has already chosen (no) initial focus, so the page takes the focus
+// itself the first time it is shown in a window that has none.
+void OnPageMapped(GtkWidget* page, gpointer) {
+  GtkRoot* root = gtk_widget_get_root(page);
+  if (root != nullptr && gtk_root_get_focus(root) == nullptr) gtk_widget_grab_focus(page);
+}
+
 }  // namespace
 
 void AttachKeyForwarding(GtkWidget* page) {
@@ -59,6 +68,7 @@ void AttachKeyForwarding(GtkWidget* page) {
       controller, "key-pressed", G_CALLBACK(OnPageKeyPressed), new PressMemory,
       [](gpointer data, GClosure*) { delete static_cast<PressMemory*>(data); }, GConnectFlags{});
   gtk_widget_add_controller(page, controller);  // the page owns the controller
+  g_signal_connect(page, "map", G_CALLBACK(OnPageMapped), nullptr);
 }
 
 void ForwardKeyPress(std::uint32_t keyval, std::uint32_t hardwareKeycode) noexcept {

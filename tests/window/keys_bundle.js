@@ -1,7 +1,6 @@
 // A bundle for the key forwarding test: a page with one focused text field.
 // It reports on the console (copied to standard output with --console):
 //   "keys-test: ready"                 once the field is shown and focused
-//   "keys-test: clicked"               when the field is clicked
 //   "keys-test: keyDown <code>"        for each "keyDown" event from KeyBinderJs
 //   "keys-test: value <json string>"   each time the field's text changes
 // It follows the host's script bridge: it listens through TessarelNative's
@@ -28,9 +27,6 @@
       field.style.cssText = 'font-size: 32px; width: 90%; margin: 24px;';
       field.addEventListener('input', function () {
         report('value ' + JSON.stringify(field.value));
-      });
-      field.addEventListener('mousedown', function () {
-        report('clicked');
       });
       root.appendChild(field);
       field.focus();
