@@ -20,7 +20,9 @@ namespace tessarel {
 
 // Adds a capture-phase key controller to `page` that reports each press and
 // always lets it go on to the focused widget (the web view). The controller
-// belongs to the page, so it never outlives it. Call once per page.
+// belongs to the page, so it never outlives it. The page also takes the
+// keyboard focus when it is first shown in a window where nothing has it, so
+// that presses pass through it at all. Call once per page.
 void AttachKeyForwarding(GtkWidget* page);
 
 // What the controller does for one press: map and hand to every key binder.
