@@ -311,7 +311,8 @@ void WebViewBridge::SetComponent(std::string componentName, std::string initialP
 void WebViewBridge::Attach() {
   EnsureSchemeRegistered();
   private_->console = host_->Overrides().console;
-  const auto& instance = host_->Instance() ? host_->Instance() : host_->ReloadInstance();
+  const std::shared_ptr<ReactInstance> instance =
+      host_->Instance() ? host_->Instance() : host_->ReloadInstance();
 
   private_->contentManager = webkit_user_content_manager_new();
   WebKitUserContentManager* manager = private_->contentManager;
@@ -442,7 +443,9 @@ void WebViewBridge::OnScriptMessage(JSCValue* message, WebKitScriptMessageReply*
     OnRendered();
     return;
   }
-  const auto& instance = host_->Instance();
+  // A copy: a method may reload the host, and the call must finish on the
+  // instance it started on.
+  const std::shared_ptr<ReactInstance> instance = host_->Instance();
   auto target = MakeReplyTarget(reply, context);
   auto deliver = [bridge = weak_from_this(), target](const std::string& envelope) {
     auto alive = bridge.lock();
