@@ -1,4 +1,6 @@
+#include <array>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "model/keyboard_model.h"
@@ -6,7 +8,7 @@
 
 namespace tessarel {
 
-using model_detail::Entry;
+using model_detail::Gather;
 using model_detail::ListSlots;
 using model_detail::Optional;
 using model_detail::Require;
@@ -17,15 +19,20 @@ JSValue ConvertKey(const ValueSet& key) {
 }
 
 JSValue ConvertKey(const ValueSet& key, ElementBudget& budget) {
+  static constexpr std::array<std::string_view, 8> kNames = {
+      "sizeX",         "sizeY",       "icon",       "orientation",
+      "inactiveColor", "activeColor", "actionType", "actionMacros"};
+  const auto [sizeXEntry, sizeYEntry, iconEntry, orientationEntry, inactiveColorEntry,
+              activeColorEntry, actionTypeEntry, actionMacrosEntry] = Gather(key, kNames);
   // Read in the key's own order; any strict read that fails abandons the key.
-  const std::uint32_t sizeX = Require<std::uint32_t>(key, "sizeX");
-  const std::uint32_t sizeY = Require<std::uint32_t>(key, "sizeY");
-  JSValue icon = ConvertIcon(Entry(key, "icon"));
-  const std::uint32_t orientation = Require<std::uint32_t>(key, "orientation");
-  JSValue inactiveColor = ConvertColor(Entry(key, "inactiveColor"));
-  JSValue activeColor = ConvertColor(Entry(key, "activeColor"));
-  const std::uint32_t actionType = Require<std::uint32_t>(key, "actionType");
-  JSValue macros = ConvertUInt32List(Require<ValueSet>(key, "actionMacros"), budget);
+  const std::uint32_t sizeX = Require<std::uint32_t>(sizeXEntry);
+  const std::uint32_t sizeY = Require<std::uint32_t>(sizeYEntry);
+  JSValue icon = ConvertIcon(iconEntry);
+  const std::uint32_t orientation = Require<std::uint32_t>(orientationEntry);
+  JSValue inactiveColor = ConvertColor(inactiveColorEntry);
+  JSValue activeColor = ConvertColor(activeColorEntry);
+  const std::uint32_t actionType = Require<std::uint32_t>(actionTypeEntry);
+  JSValue macros = ConvertUInt32List(Require<ValueSet>(actionMacrosEntry), budget);
 
   JSValueObject action;
   action.emplace_hint(action.end(), "macros", std::move(macros));
@@ -49,9 +56,11 @@ JSValue ConvertKey(const ValueSet& key, ElementBudget& budget) {
 JSValue ConvertIcon(const PropertyValue* value) {
   const ValueSet* icon = value ? value->TryValueSet() : nullptr;
   if (icon == nullptr) return JSValue();
-  const std::string& type = Require<std::string>(*icon, "type");
+  static constexpr std::array<std::string_view, 2> kNames = {"type", "id"};
+  const auto [typeEntry, idEntry] = Gather(*icon, kNames);
+  const std::string& type = Require<std::string>(typeEntry);
   // The companion's icon ids are 64-bit patterns; the script sees them signed.
-  const auto id = static_cast<std::int64_t>(Require<std::uint64_t>(*icon, "id"));
+  const auto id = static_cast<std::int64_t>(Require<std::uint64_t>(idEntry));
 
   JSValueObject object;
   object.emplace_hint(object.end(), "id", JSValue(id));
@@ -62,10 +71,12 @@ JSValue ConvertIcon(const PropertyValue* value) {
 JSValue ConvertColor(const PropertyValue* value) {
   const ValueSet* color = value ? value->TryValueSet() : nullptr;
   if (color == nullptr) return JSValue();
+  static constexpr std::array<std::string_view, 3> kNames = {"r", "g", "b"};
+  const auto [rEntry, gEntry, bEntry] = Gather(*color, kNames);
   // Channels are UInt8 exactly; a UInt32 channel is a different boxed type.
-  const std::uint8_t r = Require<std::uint8_t>(*color, "r");
-  const std::uint8_t g = Require<std::uint8_t>(*color, "g");
-  const std::uint8_t b = Require<std::uint8_t>(*color, "b");
+  const std::uint8_t r = Require<std::uint8_t>(rEntry);
+  const std::uint8_t g = Require<std::uint8_t>(gEntry);
+  const std::uint8_t b = Require<std::uint8_t>(bEntry);
 
   JSValueObject object;
   object.emplace_hint(object.end(), "b", JSValue(b));

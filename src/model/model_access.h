@@ -10,6 +10,7 @@
 // Thread-safety: pure functions.
 #pragma once
 
+#include <array>
 #include <charconv>
 #include <cstdint>
 #include <string_view>
@@ -27,6 +28,33 @@ inline const PropertyValue* Entry(const ValueSet& set, std::string_view key) noe
     if (name == key) return &value;
   }
   return nullptr;
+}
+
+// The entries under `names`, found in one pass over the set (nullptr for an
+// absent one). Keys are unique in a set, so this finds what one lookup per
+// name would, without scanning the set once per name.
+template <std::size_t N>
+std::array<const PropertyValue*, N> Gather(const ValueSet& set,
+                                           const std::array<std::string_view, N>& names) noexcept {
+  std::array<const PropertyValue*, N> found{};
+  for (const auto& [name, value] : set) {
+    for (std::size_t i = 0; i < N; ++i) {
+      if (name.size() == names[i].size() && name == names[i]) {
+        found[i] = &value;
+        break;
+      }
+    }
+  }
+  return found;
+}
+
+// The value boxed as T; hresult_error(kNoInterface) when it is absent or
+// boxed as another type.
+template <class T>
+const T& Require(const PropertyValue* value) {
+  const T* typed = value ? detail::TryGet<T>(*value) : nullptr;
+  if (typed == nullptr) throw hresult_error(error_codes::kNoInterface);
+  return *typed;
 }
 
 // The value under `key` boxed as T; hresult_error(kNoInterface) when it is
