@@ -81,9 +81,18 @@ class AsyncState {
   }
 
   Value TakeResult() {
-    std::lock_guard lock(mutex_);
-    if (error_) std::rethrow_exception(error_);
-    return std::move(*value_);
+    std::exception_ptr error;
+    {
+      std::lock_guard lock(mutex_);
+      if (!error_ && value_) return std::move(*value_);
+      if (!error_) throw hresult_error(error_codes::kFail, "The result has been taken already");
+      // Taken, not copied: the exception then dies with the taker's catch,
+      // on the taker's thread, whichever thread drops this state last. Its
+      // reference count lives in the uninstrumented C++ runtime, where TSan
+      // cannot see a free on the producer's thread as ordered after the catch.
+      error = std::exchange(error_, nullptr);
+    }
+    std::rethrow_exception(error);
   }
 
  private:
