@@ -164,14 +164,23 @@ ProcessRun RunTessarel(const XServer& display, const Session& session,
   std::vector<std::string> argv = {program.string()};
   argv.insert(argv.end(), arguments.begin(), arguments.end());
   std::vector<std::string> environment = session.Environment();
-  environment.insert(
-      environment.end(),
-      {"DISPLAY=" + display.Display(), "GDK_BACKEND=x11", "WAYLAND_DISPLAY=",
-       // No session bus, accessibility bus or portals: a
-       // test session has none, and the host needs none.
-       "DBUS_SESSION_BUS_ADDRESS", "GTK_A11Y=none", "NO_AT_BRIDGE=1", "GTK_USE_PORTAL=0",
-       // Set and empty: no companion is started.
-       "TESSAREL_COMPANION="});
+  environment.insert(environment.end(),
+                     {
+                         "DISPLAY=" + display.Display(),
+                         "GDK_BACKEND=x11",
+                         "WAYLAND_DISPLAY=",
+                         // No session bus, accessibility bus or portals: a test session has
+                         // none, and the host needs none.
+                         "DBUS_SESSION_BUS_ADDRESS",
+                         "GTK_A11Y=none",
+                         "NO_AT_BRIDGE=1",
+                         "GTK_USE_PORTAL=0",
+                         // Set and empty: no companion is started.
+                         "TESSAREL_COMPANION=",
+                         // Read only by a sanitizer build; see the file for why.
+                         "LSAN_OPTIONS=suppressions=" +
+                             (fs::path(TESSAREL_HOST_TEST_DIRECTORY) / "lsan_webkit.supp").string(),
+                     });
   return RunProcess(argv, environment, timeout);
 }
 
