@@ -185,6 +185,9 @@ void ReactApplication::SetWindowContent(GtkWidget* page) {
   impl_->EnsureWindow();
   if (impl_->window != nullptr) {
     gtk_window_set_child(impl_->window, page);
+    // The window was shown before it had content, so nothing in it has the
+    // keyboard yet: the new page takes it, as a page navigated to does.
+    if (page != nullptr) gtk_widget_grab_focus(page);
   } else if (page != nullptr) {
     // No window to take it (the application is not running): drop it.
     g_object_unref(g_object_ref_sink(page));
