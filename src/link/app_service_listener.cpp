@@ -3,14 +3,16 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "link/bus_connection.h"
 #include "link/bus_ptr.h"
@@ -127,14 +129,35 @@ void ActivationDeferral::Complete() {
   if (endActivation_) endActivation_();
 }
 
+// How long a new connection may take to greet us as a message bus before it
+// counts as a companion. Tools made for a bus send Hello right after the
+// handshake, in the same breath; a companion may stay silent until asked.
+constexpr std::uint64_t kGreetingGraceMicroseconds = 250'000;
+
 // What the listener keeps on the link thread. Every member but the loop is
 // touched there only.
+//
+// A connection becomes a background activation when it turns out to be a
+// companion: when it sends its first request, or when the grace period has
+// passed without a greeting. A peer that greets us as a message bus (busctl,
+// gdbus) is a visitor instead: it is never an activation, so it does not
+// replace the app's channel to the companion, and its requests go to the
+// handlers of the channel last delivered, as if they had come on it.
 struct AppServiceListener::State : std::enable_shared_from_this<State> {
+  struct Peer {
+    State* state = nullptr;
+    std::shared_ptr<BusConnection> connection;
+    bool greeted = false;
+    bool activated = false;
+    link::EventSourcePtr graceTimer;
+  };
+
   std::shared_ptr<link::LinkLoop> loop;
   ActivationHandler handler;
   int listenFd = -1;
   link::EventSourcePtr acceptSource;
-  std::unordered_set<std::shared_ptr<BusConnection>> connections;
+  std::unordered_map<const BusConnection*, std::unique_ptr<Peer>> peers;
+  std::weak_ptr<BusConnection> current;  // the connection delivered last
 
   ~State() {
     if (listenFd >= 0) close(listenFd);
@@ -143,6 +166,17 @@ struct AppServiceListener::State : std::enable_shared_from_this<State> {
   static int OnAcceptable(sd_event_source*, int, uint32_t, void* userdata) {
     static_cast<State*>(userdata)->AcceptAll();
     return 0;
+  }
+
+  static int OnGraceOver(sd_event_source*, std::uint64_t, void* userdata) {
+    auto* peer = static_cast<Peer*>(userdata);
+    peer->state->Activate(*peer);
+    return 0;
+  }
+
+  Peer* Find(const std::shared_ptr<BusConnection>& connection) {
+    auto found = peers.find(connection.get());
+    return found == peers.end() ? nullptr : found->second.get();
   }
 
   void AcceptAll() {
@@ -160,42 +194,86 @@ struct AppServiceListener::State : std::enable_shared_from_this<State> {
         close(fd);
         continue;
       }
-      std::weak_ptr<State> weak = weak_from_this();
-      BusConnection::Callbacks callbacks;
-      callbacks.ready = [weak](const std::shared_ptr<BusConnection>& connection) {
-        if (auto state = weak.lock()) state->Deliver(connection);
-      };
-      callbacks.closed = [weak](const std::shared_ptr<BusConnection>& connection) {
-        if (auto state = weak.lock()) state->connections.erase(connection);
-      };
       try {
-        connections.insert(
-            BusConnection::Open(loop, fd, BusConnection::Role::kServer, std::move(callbacks)));
+        auto entry = std::make_unique<Peer>();
+        entry->state = this;
+        entry->connection =
+            BusConnection::Open(loop, fd, BusConnection::Role::kServer, MakeCallbacks());
+        peers.emplace(entry->connection.get(), std::move(entry));
       } catch (const hresult_error&) {
         // Open has closed the socket; this peer is dropped, the next is served.
       }
     }
   }
 
-  // One established connection, one background activation.
-  void Deliver(const std::shared_ptr<BusConnection>& connection) {
-    std::weak_ptr<BusConnection> weakConnection = connection;
+  BusConnection::Callbacks MakeCallbacks() {
+    std::weak_ptr<State> weak = weak_from_this();
+    BusConnection::Callbacks callbacks;
+    callbacks.ready = [weak](const std::shared_ptr<BusConnection>& connection) {
+      auto state = weak.lock();
+      Peer* peer = state ? state->Find(connection) : nullptr;
+      if (peer == nullptr || peer->greeted || peer->activated) return;
+      const int added = sd_event_add_time_relative(
+          state->loop->Event(), link::Out(peer->graceTimer), CLOCK_MONOTONIC,
+          kGreetingGraceMicroseconds, 0, &State::OnGraceOver, peer);
+      if (added < 0) state->Activate(*peer);
+    };
+    callbacks.greeted = [weak](const std::shared_ptr<BusConnection>& connection) {
+      auto state = weak.lock();
+      if (Peer* peer = state ? state->Find(connection) : nullptr) {
+        peer->greeted = true;
+        peer->graceTimer.reset();
+      }
+    };
+    callbacks.route = [weak](const std::shared_ptr<BusConnection>& connection)
+        -> std::shared_ptr<AppServiceConnection::Channel> {
+      auto state = weak.lock();
+      Peer* peer = state ? state->Find(connection) : nullptr;
+      if (peer == nullptr) return nullptr;
+      if (!peer->greeted) {
+        if (!peer->activated) state->Activate(*peer);  // a companion that speaks first
+        return nullptr;
+      }
+      std::shared_ptr<BusConnection> companion = state->current.lock();
+      return companion && companion != connection ? companion->Channel() : nullptr;
+    };
+    callbacks.closed = [weak](const std::shared_ptr<BusConnection>& connection) {
+      if (auto state = weak.lock()) state->peers.erase(connection.get());
+    };
+    return callbacks;
+  }
+
+  // One companion connection, one background activation.
+  void Activate(Peer& peer) {
+    peer.activated = true;
+    peer.graceTimer.reset();
+    current = peer.connection;
+    std::weak_ptr<BusConnection> weakConnection = peer.connection;
     auto endActivation = [loop = loop, weakConnection] {
       loop->RunOrPost([weakConnection] {
         if (auto live = weakConnection.lock()) live->Close();
       });
     };
     auto instance = std::make_shared<ActivationTaskInstance>(
-        AppServiceConnection(connection->Channel()), std::move(endActivation));
-    handler(BackgroundActivatedEventArgs{std::move(instance)});
+        AppServiceConnection(peer.connection->Channel()), std::move(endActivation));
+    try {
+      handler(BackgroundActivatedEventArgs{std::move(instance)});
+    } catch (...) {
+      // The app could not take the connection; it is of no use then.
+      peer.connection->Close();
+    }
   }
 
   void Shutdown() {
     acceptSource.reset();
     if (listenFd >= 0) close(listenFd);
     listenFd = -1;
-    // Close reports back through `closed`, which edits the set: walk a copy.
-    const auto open = connections;
+    // Close reports back through `closed`, which edits the map: walk a copy.
+    std::vector<std::shared_ptr<BusConnection>> open;
+    for (auto& [key, peer] : peers) {
+      peer->graceTimer.reset();
+      open.push_back(peer->connection);
+    }
     for (const auto& connection : open) connection->Close();
   }
 };

@@ -10,9 +10,13 @@
 // tightened) to mode 0700, the socket itself gets 0600, and a stale socket
 // file left by a dead process is replaced. A peer whose uid differs from ours
 // is refused right after accept, before any byte is read from it; the others
-// authenticate with EXTERNAL. Once a connection is established, the handler is
-// called on the link thread with a task instance whose TriggerDetails hold the
-// connection and whose GetDeferral returns an ActivationDeferral.
+// authenticate with EXTERNAL. A companion's connection (one that sends a
+// request, or stays silent for a moment, without greeting us as a message bus)
+// is handed to the handler on the link thread, with a task instance whose
+// TriggerDetails hold the connection and whose GetDeferral returns an
+// ActivationDeferral. A peer that greets us with Hello (busctl, gdbus) is a
+// visitor: never an activation; its requests reach the handlers of the
+// connection delivered last. docs/link.md says why.
 //
 // Destroying the listener stops accepting, closes every connection (pending
 // sends fail at once), stops the link thread and removes the socket file.

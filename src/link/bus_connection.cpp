@@ -268,7 +268,10 @@ int BusConnection::OnMessageCall(sd_bus_message* call, void* userdata, sd_bus_er
     self->unanswered_.emplace(id, BusMessagePtr(sd_bus_message_ref(call)));
     // From here on the responder owns the answer: it is sent by a handler,
     // by the dispatch when no handler answered, or when the responder goes.
-    self->channel_->DispatchRequest(AppServiceRequest(std::move(message), std::move(responder)));
+    std::shared_ptr<AppServiceConnection::Channel> target;
+    if (self->callbacks_.route) target = self->callbacks_.route(keep);
+    if (!target) target = self->channel_;
+    target->DispatchRequest(AppServiceRequest(std::move(message), std::move(responder)));
     return 1;
   } catch (const std::exception& failure) {
     return sd_bus_error_set(error, SD_BUS_ERROR_FAILED, failure.what());
@@ -314,7 +317,9 @@ void BusConnection::AnswerIfUnanswered(std::uint64_t requestId) {
   Answer(requestId, ValueSet{}, AsyncCompletionSource<AppServiceResponseStatus>());
 }
 
-int BusConnection::OnHello(sd_bus_message* call, void*, sd_bus_error*) {
+int BusConnection::OnHello(sd_bus_message* call, void* userdata, sd_bus_error*) {
+  auto* self = static_cast<BusConnection*>(userdata);
+  if (self->callbacks_.greeted) self->callbacks_.greeted(self->shared_from_this());
   return sd_bus_reply_method_return(call, "s", kPeerUniqueName);
 }
 

@@ -50,12 +50,21 @@ class BusConnection : public std::enable_shared_from_this<BusConnection> {
  public:
   enum class Role { kServer, kClient };
 
+  using ConnectionCallback = std::function<void(const std::shared_ptr<BusConnection>&)>;
   struct Callbacks {
     // Authentication has completed; the channel can carry messages.
-    std::function<void(const std::shared_ptr<BusConnection>&)> ready;
+    ConnectionCallback ready;
+    // The peer greeted us as a message bus (org.freedesktop.DBus.Hello).
+    ConnectionCallback greeted;
+    // Called before each incoming request is dispatched; returns the channel
+    // whose RequestReceived handlers get it, or null for this connection's
+    // own. The answer always goes back on this connection.
+    std::function<std::shared_ptr<AppServiceConnection::Channel>(
+        const std::shared_ptr<BusConnection>&)>
+        route;
     // The connection has ended (either side closed it, or it failed). Called
     // once, from a task of its own, never from inside an sd-bus callback.
-    std::function<void(const std::shared_ptr<BusConnection>&)> closed;
+    ConnectionCallback closed;
   };
 
   // Takes ownership of `fd`, a connected stream socket, and starts the

@@ -130,15 +130,31 @@ TEST_F(ChannelTest, AnswersThatFailOrCannotBeSentStillCompleteThePeersCall) {
   }
 }
 
+// Tools made for a message bus greet the app with Hello. They are visitors:
+// their notifications reach the handlers of the companion's channel, as if
+// the companion had sent them, and they never take that channel's place.
 TEST_F(ChannelTest, ForeignPeersWithBusctlAndGdbusGetTheEmptyAnswer) {
   std::atomic<int> notifications{0};
   recorder_.OnActivated([&](const AppServiceConnection& connection) {
-    connection.RequestReceived(
-        [&](const AppServiceConnection&, const AppServiceRequestReceivedEventArgs& args) {
-          if (args.Request.Message() == Set({{"type", Str("keyboardsUpdated")}})) ++notifications;
-        });
+    connection.RequestReceived([&, connection](const AppServiceConnection& sender,
+                                               const AppServiceRequestReceivedEventArgs& args) {
+      EXPECT_EQ(sender, connection);
+      if (args.Request.Message() == Set({{"type", Str("keyboardsUpdated")}})) ++notifications;
+    });
   });
   const std::string address = "unix:path=" + SocketPath().string();
+  // Before any companion, a visitor's notification has nobody to reach but
+  // is answered all the same.
+  EXPECT_EQ(RunCommand("timeout 10 busctl --address=" + address +
+                       " call io.tessarel.App /io/tessarel/AppService io.tessarel.AppService1"
+                       " Message 'a{sv}' 1 type s keyboardsUpdated")
+                .output,
+            "ua{sv} 0 0\n");
+  EXPECT_EQ(notifications.load(), 0);
+  auto companion = StartCompanion();
+  ASSERT_TRUE(companion->WaitForLine("connected 1"));
+  const AppServiceConnection channel = recorder_.WaitFor(1);
+
   struct Row {
     const char* desc;
     std::string command;
@@ -176,6 +192,8 @@ TEST_F(ChannelTest, ForeignPeersWithBusctlAndGdbusGetTheEmptyAnswer) {
     }
   }
   EXPECT_EQ(notifications.load(), 2);
+  EXPECT_EQ(recorder_.Count(), 1u);  // the companion's channel is still the one
+  EXPECT_EQ(channel.SendMessageAsync(Request("echo")).Get().Message, Request("echo"));
 
   const CommandResult introspection =
       RunCommand("timeout 10 busctl --address=" + address +
