@@ -8,6 +8,10 @@
 //   raw ping-pong: the same N bytes written to a Unix socket, echoed by a
 //     child process with blocking reads and writes, and read back.
 //
+//   keyboards round trip: the "keyboards" request answered with the packaged
+//     simulated keyboards (the largest reply the app gets), for its absolute
+//     time.
+//
 // Both peers are child processes of this program (it runs itself again with
 // --echo-companion or --raw-echo). After the runs it prints, per payload
 // size, how many times the raw ping-pong the link's round trip takes; the
@@ -31,6 +35,7 @@
 #include <vector>
 
 #include "companion/companion_client.h"
+#include "companion/simulated_keyboards.h"
 #include "link/app_service_listener.h"
 
 extern char** environ;
@@ -39,14 +44,28 @@ namespace {
 
 using namespace tessarel;
 
-constexpr std::size_t kPayloadSizes[] = {64, 4096};
+constexpr std::size_t kPayloadSizes[] = {64, 1024, 4096};
 
-// --echo-companion SOCKET: a companion answering "echo" with the request.
+// The build tree's packaged keyboards: bin/../share/tessarel/.
+std::filesystem::path PackagedKeyboards() {
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "share" /
+         "tessarel" / "simulated-keyboards.json";
+}
+
+// --echo-companion SOCKET: a companion answering "echo" with the request, and
+// "keyboards" with the packaged keyboards as the simulated companion does.
 int RunEchoCompanion(const char* socketPath) {
   companion::CompanionClient::Options options;
   options.socketPath = socketPath;
   companion::CompanionClient client(options);
   client.Handle("echo", [](const ValueSet& request) { return request; });
+  const companion::SimulatedDevices devices = companion::LoadSimulatedDevices(PackagedKeyboards());
+  std::vector<const companion::SimulatedKeyboard*> keyboards;
+  for (const auto& keyboard : devices.keyboards) keyboards.push_back(&keyboard);
+  ValueSet keyboardsReply;
+  keyboardsReply.Insert("keyboards",
+                        PropertyValue::CreateValueSet(companion::EncodeKeyboardList(keyboards)));
+  client.Handle("keyboards", [&keyboardsReply](const ValueSet&) { return keyboardsReply; });
   client.Start();
   pause();  // until the benchmark kills it
   return 0;
@@ -100,13 +119,16 @@ pid_t SpawnSelf(const std::vector<std::string>& arguments, int passFd = -1) {
   return pid;
 }
 
-// Keeps the real time per iteration of every run, by name.
+// Keeps the real time per iteration of every run by its name; with
+// repetitions, the median's.
 class RecordingReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
-      if (run.run_type == Run::RT_Iteration && run.iterations > 0) {
-        nanoseconds[run.benchmark_name()] =
+      const bool single = run.run_type == Run::RT_Iteration && run.repetitions <= 1;
+      const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
+      if ((single || median) && run.iterations > 0) {
+        nanoseconds[run.run_name.str()] =
             run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e9;
       }
     }
@@ -179,6 +201,15 @@ int main(int argc, char** argv) {
                                  })
         ->UseRealTime();
   }
+
+  benchmark::RegisterBenchmark("BM_KeyboardsRoundTrip", [&channel](benchmark::State& state) {
+    ValueSet request;
+    request.Insert("method", PropertyValue::CreateString("keyboards"));
+    for (auto _ : state) {
+      AppServiceResponse response = channel.SendMessageAsync(request).Get();
+      benchmark::DoNotOptimize(response);
+    }
+  })->UseRealTime();
 
   benchmark::Initialize(&argc, argv);
   RecordingReporter reporter;
