@@ -87,14 +87,17 @@ JSValue ReadValueAt(IJSValueReader& reader, int depth) {
         SkipValue(reader);
         return JSValue();
       }
-      JSValueObject object;
+      // Gathered as they come and sorted once: a reader may give the members
+      // in any order, and inserting each into its sorted place would cost
+      // time quadratic in their number. A repeated name keeps its last value.
+      std::vector<JSValueObject::value_type> members;
       std::string name;
       while (reader.GetNextObjectProperty(name)) {
         JSValue member = ReadValueAt(reader, depth + 1);
-        object.insert_or_assign(std::move(name), std::move(member));
+        members.emplace_back(std::move(name), std::move(member));
         name.clear();
       }
-      return JSValue(std::move(object));
+      return JSValue(JSValueObject::FromMembers(std::move(members), SortedMapDuplicates::KeepLast));
     }
     case JSValueType::Array: {
       if (depth >= kMaxReadDepth) {
@@ -128,12 +131,10 @@ JSValue::JSValue(bool value) noexcept : value_(value) {}
 JSValue::JSValue(double value) noexcept : value_(value) {}
 
 JSValue JSValue::Object(std::initializer_list<std::pair<std::string_view, JSValue>> members) {
-  JSValueObject object;
-  for (const auto& [key, value] : members) {
-    // try_emplace leaves an existing member alone: the first pair wins.
-    object.try_emplace(std::string(key), value);
-  }
-  return JSValue(std::move(object));
+  std::vector<JSValueObject::value_type> pairs;
+  pairs.reserve(members.size());
+  for (const auto& [key, value] : members) pairs.emplace_back(key, value);
+  return JSValue(JSValueObject::FromMembers(std::move(pairs), SortedMapDuplicates::KeepFirst));
 }
 
 JSValue::JSValue(const JSValue& other) = default;

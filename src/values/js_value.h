@@ -16,7 +16,6 @@
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
-#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -24,11 +23,12 @@
 #include <vector>
 
 #include "values/js_value_reader.h"
+#include "values/sorted_map.h"
 
 namespace tessarel {
 
 class JSValue;
-using JSValueObject = std::map<std::string, JSValue, std::less<>>;
+using JSValueObject = SortedMap<JSValue>;
 using JSValueArray = std::vector<JSValue>;
 
 class JSValue {
@@ -53,8 +53,8 @@ class JSValue {
   // clang-format on
   JSValue(double value) noexcept;
 
-  // An object from (key, value) pairs, inserted in list order into the sorted
-  // map; a repeated key keeps its first value.
+  // An object from (key, value) pairs in any order, sorted once; a repeated
+  // key keeps its first value.
   static JSValue Object(std::initializer_list<std::pair<std::string_view, JSValue>> members);
 
   JSValue(const JSValue& other);

@@ -50,7 +50,7 @@ void JSValueTreeWriter::Add(JSValue value) {
   }
   Frame& frame = open_.back();
   if (frame.isObject) {
-    frame.object.insert_or_assign(std::move(frame.propertyName), std::move(value));
+    frame.members.emplace_back(std::move(frame.propertyName), std::move(value));
     frame.propertyName.clear();
   } else {
     frame.array.push_back(std::move(value));
@@ -61,7 +61,13 @@ void JSValueTreeWriter::Close(bool isObject) {
   if (open_.empty() || open_.back().isObject != isObject) return;
   Frame frame = std::move(open_.back());
   open_.pop_back();
-  Add(isObject ? JSValue(std::move(frame.object)) : JSValue(std::move(frame.array)));
+  if (isObject) {
+    // A later member of a repeated name replaces the earlier one.
+    Add(JSValue(
+        JSValueObject::FromMembers(std::move(frame.members), SortedMapDuplicates::KeepLast)));
+  } else {
+    Add(JSValue(std::move(frame.array)));
+  }
 }
 
 JSValueTreeReader::JSValueTreeReader(JSValue value) : root_(std::move(value)), current_(&root_) {}

@@ -58,7 +58,8 @@ class JSValueTreeWriter final : public IJSValueWriter {
  private:
   struct Frame {
     bool isObject;
-    JSValueObject object;
+    // An object's members in the order written, sorted once when it closes.
+    std::vector<JSValueObject::value_type> members;
     JSValueArray array;
     std::string propertyName;
   };
