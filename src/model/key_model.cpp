@@ -1,4 +1,5 @@
 #include <array>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -9,7 +10,7 @@
 namespace tessarel {
 
 using model_detail::Gather;
-using model_detail::ListSlots;
+using model_detail::ListIndex;
 using model_detail::Optional;
 using model_detail::Require;
 
@@ -34,16 +35,20 @@ JSValue ConvertKey(const ValueSet& key, ElementBudget& budget) {
   const std::uint32_t actionType = Require<std::uint32_t>(actionTypeEntry);
   JSValue macros = ConvertUInt32List(Require<ValueSet>(actionMacrosEntry), budget);
 
+  // Every object is sized once and filled in ascending key order, the order
+  // it keeps, so each member goes in at the end.
   JSValueObject action;
+  action.reserve(2);
   action.emplace_hint(action.end(), "macros", std::move(macros));
   action.emplace_hint(action.end(), "type", JSValue(actionType));
 
   JSValueObject size;
+  size.reserve(2);
   size.emplace_hint(size.end(), "x", JSValue(sizeX));
   size.emplace_hint(size.end(), "y", JSValue(sizeY));
 
-  // Inserted in ascending key order, which is also the order they are written.
   JSValueObject object;
+  object.reserve(6);
   object.emplace_hint(object.end(), "action", JSValue(std::move(action)));
   object.emplace_hint(object.end(), "activeColor", std::move(activeColor));
   object.emplace_hint(object.end(), "icon", std::move(icon));
@@ -63,6 +68,7 @@ JSValue ConvertIcon(const PropertyValue* value) {
   const auto id = static_cast<std::int64_t>(Require<std::uint64_t>(idEntry));
 
   JSValueObject object;
+  object.reserve(2);
   object.emplace_hint(object.end(), "id", JSValue(id));
   object.emplace_hint(object.end(), "type", JSValue(type));
   return JSValue(std::move(object));
@@ -79,6 +85,7 @@ JSValue ConvertColor(const PropertyValue* value) {
   const std::uint8_t b = Require<std::uint8_t>(bEntry);
 
   JSValueObject object;
+  object.reserve(3);
   object.emplace_hint(object.end(), "b", JSValue(b));
   object.emplace_hint(object.end(), "g", JSValue(g));
   object.emplace_hint(object.end(), "r", JSValue(r));
@@ -94,11 +101,14 @@ JSValue ConvertUInt32List(const ValueSet& list, ElementBudget& budget) {
   const std::uint32_t count = Require<std::uint32_t>(list, "count");
   budget.Charge(count);
 
-  JSValueArray result;
-  result.reserve(count);
-  for (const PropertyValue* entry : ListSlots(list, count)) {
-    const std::uint32_t* number = entry ? entry->TryUInt32() : nullptr;
-    result.push_back(number ? JSValue(*number) : JSValue());
+  // Starts as all holes (null) and fills in the numbers in one pass over the
+  // entries: nothing here can fail part way, so the entries' order does not
+  // matter and no table of slots is needed.
+  JSValueArray result(count);
+  for (const auto& [name, entry] : list) {
+    const std::optional<std::uint32_t> index = ListIndex(name, count);
+    if (!index) continue;
+    if (const std::uint32_t* number = entry.TryUInt32()) result[*index] = JSValue(*number);
   }
   return JSValue(std::move(result));
 }

@@ -44,6 +44,7 @@ JSValue ConvertKeyboards(const ValueSet& keyboards, ElementBudget& budget) {
   budget.Charge(count);
 
   JSValueArray result;
+  result.reserve(count);  // within the bound: Charge has checked it
   const std::vector<const PropertyValue*> entries = ListSlots(keyboards, count);
   for (const PropertyValue* entry : entries) {
     const ValueSet* keyboard = entry ? entry->TryValueSet() : nullptr;
@@ -57,6 +58,7 @@ JSValue ConvertKeyboards(const ValueSet& keyboards, ElementBudget& budget) {
 
     // Members go in in ascending key order, so each insertion is at the end.
     JSValueObject object;
+    object.reserve(5);
     object.emplace_hint(object.end(), "appPaths", std::move(appPaths));
     object.emplace_hint(object.end(), "id", JSValue(id ? *id : std::string("unknown id")));
     object.emplace_hint(object.end(), "layers", std::move(layers));
@@ -91,6 +93,7 @@ JSValue ConvertLayer(const ValueSet& layer, ElementBudget& budget) {
   JSValue keys = ConvertKeyRows(Require<ValueSet>(layer, "keys"), budget);
 
   JSValueObject object;
+  object.reserve(2);
   object.emplace_hint(object.end(), "keys", std::move(keys));
   object.emplace_hint(object.end(), "type", JSValue(type));
   return JSValue(std::move(object));

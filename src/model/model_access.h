@@ -13,6 +13,7 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -74,24 +75,27 @@ const T* Optional(const ValueSet& set, std::string_view key) noexcept {
   return value ? detail::TryGet<T>(*value) : nullptr;
 }
 
+// The list index that `name` spells when it is the decimal key of an index
+// below `count` ("0", "1", ... exactly: no sign, no leading zero, no blanks);
+// nullopt for any other key.
+inline std::optional<std::uint32_t> ListIndex(std::string_view name, std::uint32_t count) noexcept {
+  if (name.empty() || name.size() > 10 || (name.size() > 1 && name[0] == '0')) return std::nullopt;
+  std::uint64_t index = 0;
+  for (const char c : name) {
+    if (c < '0' || c > '9') return std::nullopt;
+    index = index * 10 + static_cast<std::uint64_t>(c - '0');
+  }
+  if (index >= count) return std::nullopt;
+  return static_cast<std::uint32_t>(index);
+}
+
 // The entries of a list, by index: slot i holds the entry under the decimal
-// key of i ("0", "1", ... exactly: no sign, no leading zero, no blanks), or
-// nullptr for a hole. One pass over the entries; entries at or beyond
-// `count` and keys of any other form are ignored.
+// key of i, or nullptr for a hole. One pass over the entries; entries at or
+// beyond `count` and keys of any other form are ignored.
 inline std::vector<const PropertyValue*> ListSlots(const ValueSet& list, std::uint32_t count) {
   std::vector<const PropertyValue*> slots(count, nullptr);
   for (const auto& [name, value] : list) {
-    if (name.empty() || name.size() > 10 || (name.size() > 1 && name[0] == '0')) continue;
-    std::uint64_t index = 0;
-    bool digits = true;
-    for (const char c : name) {
-      if (c < '0' || c > '9') {
-        digits = false;
-        break;
-      }
-      index = index * 10 + static_cast<std::uint64_t>(c - '0');
-    }
-    if (digits && index < count) slots[static_cast<std::size_t>(index)] = &value;
+    if (const std::optional<std::uint32_t> index = ListIndex(name, count)) slots[*index] = &value;
   }
   return slots;
 }
