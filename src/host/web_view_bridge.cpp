@@ -39,22 +39,32 @@ std::string JsonString(std::string_view text) {
 
 // The page's answer handle and the script context its value is made in. Both
 // belong to the UI thread, but the last reference to a reply may be dropped
-// wherever a promise settles, so they are always released from the loop.
+// wherever a promise settles: there it is handed to the loop to release.
 struct ReplyTarget {
   WebKitScriptMessageReply* reply;
   JSCContext* context;
+  std::thread::id uiThread;
+
+  static void Release(ReplyTarget* target) {
+    std::unique_ptr<ReplyTarget> owned(target);
+    webkit_script_message_reply_unref(owned->reply);
+    g_object_unref(owned->context);
+  }
 };
 
-std::shared_ptr<ReplyTarget> MakeReplyTarget(WebKitScriptMessageReply* reply, JSCContext* context) {
-  auto target = std::make_unique<ReplyTarget>(
-      ReplyTarget{webkit_script_message_reply_ref(reply), JSC_CONTEXT(g_object_ref(context))});
+std::shared_ptr<ReplyTarget> MakeReplyTarget(WebKitScriptMessageReply* reply, JSCContext* context,
+                                             std::thread::id uiThread) {
+  auto target = std::make_unique<ReplyTarget>(ReplyTarget{
+      webkit_script_message_reply_ref(reply), JSC_CONTEXT(g_object_ref(context)), uiThread});
   return std::shared_ptr<ReplyTarget>(target.release(), [](ReplyTarget* released) {
+    if (std::this_thread::get_id() == released->uiThread) {
+      ReplyTarget::Release(released);
+      return;
+    }
     g_idle_add_full(
         G_PRIORITY_DEFAULT,
         [](gpointer data) -> gboolean {
-          std::unique_ptr<ReplyTarget> owned(static_cast<ReplyTarget*>(data));
-          webkit_script_message_reply_unref(owned->reply);
-          g_object_unref(owned->context);
+          ReplyTarget::Release(static_cast<ReplyTarget*>(data));
           return G_SOURCE_REMOVE;
         },
         released, nullptr);
@@ -446,7 +456,7 @@ void WebViewBridge::OnScriptMessage(JSCValue* message, WebKitScriptMessageReply*
   // A copy: a method may reload the host, and the call must finish on the
   // instance it started on.
   const std::shared_ptr<ReactInstance> instance = host_->Instance();
-  auto target = MakeReplyTarget(reply, context);
+  auto target = MakeReplyTarget(reply, context, uiThread_);
   auto deliver = [bridge = weak_from_this(), target](const std::string& envelope) {
     auto alive = bridge.lock();
     if (!alive || alive->closed_) return;  // the page is gone; nobody waits
