@@ -4,7 +4,9 @@
 
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "app/app.h"
@@ -72,6 +74,12 @@ const std::vector<Method>& AllMethods() {
   return methods;
 }
 
+const Call& Named(std::string_view name) {
+  for (const Method& method : AllMethods())
+    if (method.name == name) return method.call;
+  throw std::out_of_range(std::string(name));
+}
+
 class DeviceMethodsTest : public ::testing::Test {
  protected:
   void SetUp() override { ActivateWithChannel(app, channel); }
@@ -112,11 +120,11 @@ TEST_F(DeviceMethodsTest, SendsEachRequestWithKeysInOrderAndBoxedTypes) {
     Call call;
     const char* wantRequest;
   } rows[] = {
-      {"keyboards", AllMethods()[0].call, "method=s:keyboards"},
-      {"isFlashing", AllMethods()[1].call, "method=s:isFlashing"},
-      {"flashingState", AllMethods()[2].call, "method=s:flashingState"},
-      {"recoverDeviceState", AllMethods()[3].call, "method=s:recoverDeviceState"},
-      {"resetFirmwareState", AllMethods()[4].call, "method=s:resetFirmwareState"},
+      {"keyboards", Named("keyboards"), "method=s:keyboards"},
+      {"isFlashing", Named("isFlashing"), "method=s:isFlashing"},
+      {"flashingState", Named("flashingState"), "method=s:flashingState"},
+      {"recoverDeviceState", Named("recoverDeviceState"), "method=s:recoverDeviceState"},
+      {"resetFirmwareState", Named("resetFirmwareState"), "method=s:resetFirmwareState"},
       {"updateDevice with text",
        [](TessarelJs& m, auto p) { return m.updateDevice("3", "C", std::move(p)); },
        "method=s:updateDevice keyboardId=s:3 config=s:C"},
@@ -137,7 +145,7 @@ TEST_F(DeviceMethodsTest, SendsEachRequestWithKeysInOrderAndBoxedTypes) {
       {"resetToBootloader with a negative number",
        [](TessarelJs& m, auto p) { return m.resetToBootloader(-7, std::move(p)); },
        "method=s:resetToBootloader keyboardId=s:-7"},
-      {"selectFile", AllMethods()[10].call, "method=s:selectFile"},
+      {"selectFile", Named("selectFile"), "method=s:selectFile"},
       {"setCancelUpdate(true)",
        [](TessarelJs& m, auto p) { return m.setCancelUpdate(true, std::move(p)); },
        "method=s:setCancelUpdate cancel=s:true"},
@@ -184,97 +192,79 @@ TEST_F(DeviceMethodsTest, SendsEachRequestWithKeysInOrderAndBoxedTypes) {
 }
 
 TEST_F(DeviceMethodsTest, ReadsEachReply) {
-  const Call keyboards = AllMethods()[0].call, isFlashing = AllMethods()[1].call,
-             flashingState = AllMethods()[2].call, recoverDeviceState = AllMethods()[3].call,
-             resetFirmwareState = AllMethods()[4].call, updateDevice = AllMethods()[5].call,
-             resetFirmware = AllMethods()[6].call, recoverDevice = AllMethods()[7].call,
-             firmwareVersion = AllMethods()[8].call, resetToBootloader = AllMethods()[9].call,
-             selectFile = AllMethods()[10].call, setCancelUpdate = AllMethods()[11].call,
-             setLedActiveColor = AllMethods()[12].call, setLed = AllMethods()[13].call,
-             simulateKeyPress = AllMethods()[14].call;
   const auto failed = AppServiceResponseStatus::Failure;
   const ValueSet oneKeyboard = List({Nested(Keyboard("kb", List({})))});
   const struct {
+    const char* method;
     const char* desc;
-    Call call;
     AppServiceResponse response;
     std::string want;
   } rows[] = {
       // Queries.
-      {"keyboards, empty list", keyboards, Reply(Set({{"keyboards", Nested(List({}))}})),
-       Resolved("[]")},
-      {"keyboards, one keyboard", keyboards, Reply(Set({{"keyboards", Nested(oneKeyboard)}})),
+      {"keyboards", "empty list", Reply(Set({{"keyboards", Nested(List({}))}})), Resolved("[]")},
+      {"keyboards", "one keyboard", Reply(Set({{"keyboards", Nested(oneKeyboard)}})),
        Resolved(R"([{"appPaths":["/bin/app0","/bin/app1","/bin/app2","/bin/app3","/bin/app4",)"
                 R"("/bin/app5","/bin/app6","/bin/app7"],"id":"kb","layers":[],"model":2,)"
                 R"("name":"Board"}])")},
-      {"keyboards, failed status", keyboards,
-       Reply(Set({{"keyboards", Nested(oneKeyboard)}}), failed),
+      {"keyboards", "failed status", Reply(Set({{"keyboards", Nested(oneKeyboard)}}), failed),
        Rejected("Failed to receive response. Request=keyboards")},
-      {"keyboards under result", keyboards, Reply(Set({{"result", Nested(oneKeyboard)}})),
+      {"keyboards", "under result", Reply(Set({{"result", Nested(oneKeyboard)}})),
        Rejected("Bad response. Failed to deserialize keyboards")},
-      {"keyboards not a ValueSet", keyboards, Reply(Set({{"keyboards", Str("[]")}})),
+      {"keyboards", "not a ValueSet", Reply(Set({{"keyboards", Str("[]")}})),
        Rejected("Bad response. Failed to deserialize keyboards")},
-      {"keyboards, conversion error", keyboards,
+      {"keyboards", "conversion error",
        Reply(Set(
            {{"keyboards", Nested(List({Nested(Without(Keyboard("kb", List({})), "layers"))}))}})),
        Rejected("No such interface supported")},
-      {"isFlashing true", isFlashing, Reply(Set({{"result", Bool(true)}})), Resolved("true")},
-      {"isFlashing without result", isFlashing, Reply({}), Resolved("false")},
-      {"isFlashing, result as text", isFlashing, Reply(Set({{"result", Str("true")}})),
-       Resolved("false")},
-      {"isFlashing, failed status", isFlashing, Reply(Set({{"result", Bool(true)}}), failed),
+      {"isFlashing", "true", Reply(Set({{"result", Bool(true)}})), Resolved("true")},
+      {"isFlashing", "without result", Reply({}), Resolved("false")},
+      {"isFlashing", "result as text", Reply(Set({{"result", Str("true")}})), Resolved("false")},
+      {"isFlashing", "failed status", Reply(Set({{"result", Bool(true)}}), failed),
        Rejected("Failed to receive response. Request=isFlashing")},
-      {"flashingState", flashingState, Reply(Set({{"result", U32(4294967295u)}})),
-       Resolved("4294967295")},
-      {"flashingState, result as Int32", flashingState, Reply(Set({{"result", I32(7)}})),
-       Resolved("0")},
-      {"flashingState, result as UInt8", flashingState, Reply(Set({{"result", U8(7)}})),
-       Resolved("0")},
-      {"flashingState, other failed status", flashingState,
+      {"flashingState", "", Reply(Set({{"result", U32(4294967295u)}})), Resolved("4294967295")},
+      {"flashingState", "result as Int32", Reply(Set({{"result", I32(7)}})), Resolved("0")},
+      {"flashingState", "result as UInt8", Reply(Set({{"result", U8(7)}})), Resolved("0")},
+      {"flashingState", "other failed status",
        Reply(Set({{"result", U32(3)}}), AppServiceResponseStatus::RemoteSystemUnavailable),
        Rejected("Failed to receive response. Request=flashingState")},
-      {"recoverDeviceState", recoverDeviceState, Reply(Set({{"result", U32(2)}})), Resolved("2")},
-      {"recoverDeviceState without result", recoverDeviceState, Reply({}), Resolved("0")},
-      {"recoverDeviceState, failed status", recoverDeviceState, Reply({}, failed),
+      {"recoverDeviceState", "", Reply(Set({{"result", U32(2)}})), Resolved("2")},
+      {"recoverDeviceState", "without result", Reply({}), Resolved("0")},
+      {"recoverDeviceState", "failed status", Reply({}, failed),
        Rejected("Failed to receive response. Request=recoverDeviceState")},
-      {"resetFirmwareState", resetFirmwareState, Reply(Set({{"result", U32(5)}})), Resolved("5")},
-      {"resetFirmwareState, failed status", resetFirmwareState,
+      {"resetFirmwareState", "", Reply(Set({{"result", U32(5)}})), Resolved("5")},
+      {"resetFirmwareState", "failed status",
        Reply(Set({{"result", U32(5)}}), AppServiceResponseStatus::Unknown),
        Rejected("Failed to receive response. Request=resetFirmwareState")},
       // Commands never look at the status.
-      {"updateDevice, failed status", updateDevice, Reply(Set({{"result", Bool(true)}}), failed),
+      {"updateDevice", "failed status", Reply(Set({{"result", Bool(true)}}), failed),
        Resolved("true")},
-      {"updateDevice without result", updateDevice, Reply({}), Resolved("false")},
-      {"resetFirmware without result", resetFirmware, Reply({}), Resolved("false")},
-      {"resetFirmware true", resetFirmware, Reply(Set({{"result", Bool(true)}})), Resolved("true")},
-      {"recoverDevice, result as UInt32", recoverDevice, Reply(Set({{"result", U32(1)}})),
-       Resolved("false")},
-      {"firmwareVersion", firmwareVersion, Reply(Set({{"result", U32(7)}})), Resolved("7")},
-      {"firmwareVersion never negative", firmwareVersion,
-       Reply(Set({{"result", U32(4294967295u)}})), Resolved("4294967295")},
-      {"firmwareVersion, failed status", firmwareVersion, Reply(Set({{"result", U32(3)}}), failed),
-       Resolved("3")},
-      {"firmwareVersion without result", firmwareVersion, Reply({}),
-       Rejected("Failed to get firmware version")},
-      {"firmwareVersion, result as text", firmwareVersion, Reply(Set({{"result", Str("7")}})),
+      {"updateDevice", "without result", Reply({}), Resolved("false")},
+      {"resetFirmware", "without result", Reply({}), Resolved("false")},
+      {"resetFirmware", "true", Reply(Set({{"result", Bool(true)}})), Resolved("true")},
+      {"recoverDevice", "result as UInt32", Reply(Set({{"result", U32(1)}})), Resolved("false")},
+      {"firmwareVersion", "", Reply(Set({{"result", U32(7)}})), Resolved("7")},
+      {"firmwareVersion", "never negative", Reply(Set({{"result", U32(4294967295u)}})),
+       Resolved("4294967295")},
+      {"firmwareVersion", "failed status", Reply(Set({{"result", U32(3)}}), failed), Resolved("3")},
+      {"firmwareVersion", "without result", Reply({}), Rejected("Failed to get firmware version")},
+      {"firmwareVersion", "result as text", Reply(Set({{"result", Str("7")}})),
        Rejected("No such interface supported")},
-      {"firmwareVersion, result as UInt64", firmwareVersion, Reply(Set({{"result", U64(7)}})),
+      {"firmwareVersion", "result as UInt64", Reply(Set({{"result", U64(7)}})),
        Rejected("No such interface supported")},
-      {"selectFile", selectFile, Reply(Set({{"result", Str("/tmp/fw \"1\".bin")}})),
+      {"selectFile", "", Reply(Set({{"result", Str("/tmp/fw \"1\".bin")}})),
        Resolved(R"("/tmp/fw \"1\".bin")")},
-      {"selectFile without result", selectFile, Reply({}), Resolved(R"("")")},
-      {"selectFile, result as a number", selectFile, Reply(Set({{"result", U32(1)}})),
-       Resolved(R"("")")},
-      {"resetToBootloader, failed status", resetToBootloader,
-       Reply(Set({{"result", Bool(false)}}), failed), Resolved("null")},
-      {"setCancelUpdate", setCancelUpdate, Reply(Set({{"result", Bool(false)}})), Resolved("null")},
-      {"setLedActiveColor, failed status", setLedActiveColor, Reply({}, failed), Resolved("null")},
-      {"setLed", setLed, Reply(Set({{"result", Str("no")}})), Resolved("null")},
-      {"simulateKeyPress, failed status", simulateKeyPress, Reply({}, failed), Resolved("null")},
+      {"selectFile", "without result", Reply({}), Resolved(R"("")")},
+      {"selectFile", "result as a number", Reply(Set({{"result", U32(1)}})), Resolved(R"("")")},
+      {"resetToBootloader", "failed status", Reply(Set({{"result", Bool(false)}}), failed),
+       Resolved("null")},
+      {"setCancelUpdate", "", Reply(Set({{"result", Bool(false)}})), Resolved("null")},
+      {"setLedActiveColor", "failed status", Reply({}, failed), Resolved("null")},
+      {"setLed", "", Reply(Set({{"result", Str("no")}})), Resolved("null")},
+      {"simulateKeyPress", "failed status", Reply({}, failed), Resolved("null")},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.desc);
-    EXPECT_EQ(Exchange(row.call, row.response), row.want);
+    SCOPED_TRACE(std::string(row.method) + " " + row.desc);
+    EXPECT_EQ(Exchange(Named(row.method), row.response), row.want);
   }
 }
 
@@ -309,37 +299,37 @@ TEST_F(DeviceMethodsTest, RejectsPlatformErrorsWithPrefix) {
 }
 
 TEST_F(DeviceMethodsTest, OverlappingCallsSettleIndependentlyInEitherOrder) {
-  for (const bool reverse : {false, true}) {
-    SCOPED_TRACE(reverse ? "answered last first" : "answered in order");
+  const struct {
+    const char* desc;
+    const char* first;
+    const char* second;
+    bool secondAnsweredFirst;
+    bool firstResult, secondResult;
+    const char* wantFirst;
+    const char* wantSecond;
+  } rows[] = {
+      {"answered in order", "isFlashing", "isFlashing", false, true, false, "true", "false"},
+      {"answered last first", "isFlashing", "isFlashing", true, true, false, "true", "false"},
+      {"cancel answered while the update waits", "updateDevice", "setCancelUpdate", true, false,
+       true, "false", "null"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.desc);
     PromiseProbe first, second;
-    const std::size_t a = Start(AllMethods()[1].call, first);   // isFlashing
-    const std::size_t b = Start(AllMethods()[1].call, second);  // isFlashing again
-    const std::size_t answerFirst = reverse ? b : a, answerLater = reverse ? a : b;
-    PromiseProbe& early = reverse ? second : first;
-    PromiseProbe& late = reverse ? first : second;
-
-    channel->Respond(answerFirst, Reply(Set({{"result", Bool(!reverse)}})));
-    RunUntilSettled(early);
+    const std::size_t a = Start(Named(row.first), first);
+    const std::size_t b = Start(Named(row.second), second);
+    const auto answer = [&](bool toSecond) {
+      const bool result = toSecond ? row.secondResult : row.firstResult;
+      channel->Respond(toSecond ? b : a, Reply(Set({{"result", Bool(result)}})));
+      RunUntilSettled(toSecond ? second : first);
+    };
+    answer(row.secondAnsweredFirst);
     dispatcher->RunPending();
-    EXPECT_FALSE(late.Settled());
-    channel->Respond(answerLater, Reply(Set({{"result", Bool(reverse)}})));
-    RunUntilSettled(late);
-    EXPECT_EQ(first.Text(), Resolved("true"));
-    EXPECT_EQ(second.Text(), Resolved("false"));
+    EXPECT_FALSE((row.secondAnsweredFirst ? first : second).Settled());
+    answer(!row.secondAnsweredFirst);
+    EXPECT_EQ(first.Text(), Resolved(row.wantFirst));
+    EXPECT_EQ(second.Text(), Resolved(row.wantSecond));
   }
-}
-
-TEST_F(DeviceMethodsTest, CancelRequestOverlapsPendingUpdate) {
-  PromiseProbe update, cancel;
-  const std::size_t updateSend = Start(AllMethods()[5].call, update);
-  const std::size_t cancelSend = Start(AllMethods()[11].call, cancel);
-  channel->Respond(cancelSend, Reply(Set({{"result", Bool(true)}})));
-  RunUntilSettled(cancel);
-  EXPECT_EQ(cancel.Text(), Resolved("null"));
-  EXPECT_FALSE(update.Settled());
-  channel->Respond(updateSend, Reply(Set({{"result", Bool(false)}})));
-  RunUntilSettled(update);
-  EXPECT_EQ(update.Text(), Resolved("false"));
 }
 
 // The run suspends: the call returns before any answer, the module stays
@@ -347,7 +337,7 @@ TEST_F(DeviceMethodsTest, CancelRequestOverlapsPendingUpdate) {
 TEST_F(DeviceMethodsTest, WaitsForTheAnswerHoldingTheModule) {
   PromiseProbe probe;
   const long before = module.use_count();
-  const std::size_t index = Start(AllMethods()[2].call, probe);
+  const std::size_t index = Start(Named("flashingState"), probe);
   dispatcher->RunPending();
   EXPECT_FALSE(probe.Settled());
   EXPECT_GT(module.use_count(), before);
@@ -362,7 +352,7 @@ TEST_F(DeviceMethodsTest, WaitsForTheAnswerHoldingTheModule) {
 // Only platform errors are caught: anything else ends the run, and the
 // promise released with it tells the script so.
 TEST_F(DeviceMethodsTest, ForeignErrorEndsRunWithDestroyedPromise) {
-  for (const Method& method : {AllMethods()[0], AllMethods()[14]}) {
+  for (const Method& method : {AllMethods().front(), AllMethods().back()}) {
     SCOPED_TRACE(method.name);
     PromiseProbe probe;
     const std::size_t index = Start(method.call, probe);

@@ -84,28 +84,12 @@ inline std::string Describe(const ValueSet& set) {
   for (const auto& [key, value] : set) {
     if (!text.empty()) text += ' ';
     text += key + '=';
-    switch (value.Type()) {
-      case PropertyType::String:
-        text += "s:" + *value.TryString();
-        break;
-      case PropertyType::Boolean:
-        text += *value.TryBoolean() ? "b:true" : "b:false";
-        break;
-      case PropertyType::Int32:
-        text += "i32:" + std::to_string(*value.TryInt32());
-        break;
-      case PropertyType::UInt8:
-        text += "u8:" + std::to_string(*value.TryUInt8());
-        break;
-      case PropertyType::UInt32:
-        text += "u32:" + std::to_string(*value.TryUInt32());
-        break;
-      case PropertyType::UInt64:
-        text += "u64:" + std::to_string(*value.TryUInt64());
-        break;
-      case PropertyType::ValueSet:
-        text += "{" + Describe(*value.TryValueSet()) + "}";
-        break;
+    if (const auto* str = value.TryString()) {
+      text += "s:" + *str;
+    } else if (const auto* number = value.TryInt32()) {
+      text += "i32:" + std::to_string(*number);
+    } else {  // no request carries other types: show only which one it was
+      text += "type" + std::to_string(static_cast<int>(value.Type()));
     }
   }
   return text;
