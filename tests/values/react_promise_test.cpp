@@ -117,16 +117,6 @@ TEST(ReactPromiseTest, DestroyedOnlyWhenTheLastCopyGoes) {
   EXPECT_EQ(next.replies, (std::vector<std::string>{"resolve [ s'done' ]"}));
 }
 
-TEST(ReactPromiseTest, SettledPromiseIsNotRejectedOnDrop) {
-  FakeHost host;
-  {
-    ReactPromise<JSValue> promise = host.MakePromise();
-    ReactPromise<JSValue> copy = promise;
-    copy.Resolve(JSValue(3));
-  }
-  EXPECT_EQ(host.replies, (std::vector<std::string>{"resolve [ i3 ]"}));
-}
-
 TEST(ReactPromiseTest, PromiseWithoutCallbacksSettlesQuietly) {
   auto writer = std::make_shared<RecordingWriter>();
   {

@@ -148,11 +148,6 @@ TEST_F(KeyBinderTest, DestructionRemovesOnlyTheFirstOccurrence) {
   EXPECT_EQ(app_.KeyBinders()[0], other.get());
 }
 
-TEST_F(KeyBinderTest, APressWithNoBindersEmitsNothing) {
-  ForwardKeyPress(GDK_KEY_a, 38);
-  EXPECT_TRUE(events_.empty());
-}
-
 TEST_F(KeyBinderTest, ABinderWithoutItsSenderDoesNotBreakForwarding) {
   auto binder = Load("a");
   KeyBinderJs uninitialised;  // sender never set: emitting throws bad_function_call
