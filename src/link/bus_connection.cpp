@@ -194,6 +194,7 @@ void BusConnection::StartCall(ValueSet request, AsyncCompletionSource<AppService
     done.Fail(Disconnected());
     return;
   }
+  std::exception_ptr failure;
   try {
     BusMessagePtr call;
     CheckBus(sd_bus_message_new_method_call(bus_.get(), Out(call), nullptr, kObjectPath,
@@ -207,9 +208,13 @@ void BusConnection::StartCall(ValueSet request, AsyncCompletionSource<AppService
     std::uint64_t cookie = 0;
     CheckBus(sd_bus_message_get_cookie(call.get(), &cookie), "Sending a request");
     pending_.emplace(cookie, PendingCall{std::move(slot), std::move(done)});
+    return;
   } catch (const hresult_error&) {
-    done.Fail(std::current_exception());
+    failure = std::current_exception();
   }
+  // Failed after the catch has ended, with the only reference handed over,
+  // so that the exception dies on the thread that handles it.
+  done.Fail(std::move(failure));
 }
 
 int BusConnection::OnReply(sd_bus_message* reply, void* userdata, sd_bus_error*) {
@@ -241,15 +246,18 @@ int BusConnection::OnReply(sd_bus_message* reply, void* userdata, sd_bus_error*)
                                 (signature ? signature : "") + "' instead of 'ua{sv}'")));
     return 1;
   }
+  std::exception_ptr failure;
   try {
     std::uint32_t status = 0;
     CheckBus(sd_bus_message_read_basic(reply, 'u', &status), "Reading a reply");
     ValueSet message = ReadValueSet(reply);
     done.Complete(
         AppServiceResponse{static_cast<AppServiceResponseStatus>(status), std::move(message)});
+    return 1;
   } catch (const hresult_error&) {
-    done.Fail(std::current_exception());
+    failure = std::current_exception();
   }
+  done.Fail(std::move(failure));
   return 1;
 }
 
@@ -293,16 +301,20 @@ void BusConnection::Answer(std::uint64_t requestId, ValueSet message,
     return;
   }
   BusMessagePtr reply;
+  std::exception_ptr failure;
   try {
     CheckBus(sd_bus_message_new_method_return(call, Out(reply)), "Answering a request");
     const std::uint32_t status = static_cast<std::uint32_t>(AppServiceResponseStatus::Success);
     CheckBus(sd_bus_message_append_basic(reply.get(), 'u', &status), "Answering a request");
     WriteValueSet(reply.get(), message);
-  } catch (const hresult_error& failure) {
+  } catch (const hresult_error& error) {
     // The half-built answer is dropped; the peer gets an error it can report
     // rather than a call that never completes.
-    sd_bus_reply_method_errorf(call, SD_BUS_ERROR_FAILED, "%s", failure.message().c_str());
-    done.Fail(std::current_exception());
+    sd_bus_reply_method_errorf(call, SD_BUS_ERROR_FAILED, "%s", error.message().c_str());
+    failure = std::current_exception();
+  }
+  if (failure) {
+    done.Fail(std::move(failure));
     return;
   }
   if (const int sent = sd_bus_send(bus_.get(), reply.get(), nullptr); sent < 0) {

@@ -54,7 +54,9 @@ class AsyncState {
   using Value = AsyncValue<T>;
 
   void SetValue(Value value) { Finish(AsyncStatus::Completed, std::move(value), nullptr); }
-  void SetError(std::exception_ptr error) { Finish(AsyncStatus::Error, std::nullopt, error); }
+  void SetError(std::exception_ptr error) {
+    Finish(AsyncStatus::Error, std::nullopt, std::move(error));
+  }
   void SetCanceled() {
     Finish(AsyncStatus::Canceled, std::nullopt,
            std::make_exception_ptr(hresult_error(error_codes::kCanceled)));
@@ -103,7 +105,9 @@ class AsyncState {
       if (status_ != AsyncStatus::Started) return;  // the first outcome wins
       status_ = status;
       value_ = std::move(value);
-      error_ = error;
+      // Moved all the way in: the producer keeps no reference of its own to
+      // the exception once it is published (see TakeResult).
+      error_ = std::move(error);
       continuation = std::move(continuation_);
     }
     finished_.notify_all();
@@ -195,7 +199,7 @@ class AsyncCompletionSource {
   void Complete()
     requires std::is_void_v<T>
   { state_->SetValue({}); }
-  void Fail(std::exception_ptr error) { state_->SetError(error); }
+  void Fail(std::exception_ptr error) { state_->SetError(std::move(error)); }
   void Cancel() { state_->SetCanceled(); }
 
  private:
