@@ -136,11 +136,14 @@ TEST_F(ChannelTest, AnswersThatFailOrCannotBeSentStillCompleteThePeersCall) {
 TEST_F(ChannelTest, ForeignPeersWithBusctlAndGdbusGetTheEmptyAnswer) {
   std::atomic<int> notifications{0};
   recorder_.OnActivated([&](const AppServiceConnection& connection) {
-    connection.RequestReceived([&, connection](const AppServiceConnection& sender,
-                                               const AppServiceRequestReceivedEventArgs& args) {
-      EXPECT_EQ(sender, connection);
-      if (args.Request.Message() == Set({{"type", Str("keyboardsUpdated")}})) ++notifications;
-    });
+    // The channel by address only: a handler holding its own channel would
+    // keep it alive for ever.
+    connection.RequestReceived(
+        [&, channel = connection.GetChannel().get()](
+            const AppServiceConnection& sender, const AppServiceRequestReceivedEventArgs& args) {
+          EXPECT_EQ(sender.GetChannel().get(), channel);
+          if (args.Request.Message() == Set({{"type", Str("keyboardsUpdated")}})) ++notifications;
+        });
   });
   const std::string address = "unix:path=" + SocketPath().string();
   // Before any companion, a visitor's notification has nobody to reach but
