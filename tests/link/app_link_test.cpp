@@ -224,8 +224,10 @@ TEST(AppLinkTest, ASecondConnectionReplacesTheFirst) {
 }
 
 TEST(AppLinkTest, AModuleGoneWithItsScriptIsNeitherCalledNorKept) {
-  ConnectionWatch watch;
   auto script = std::make_unique<ScriptInstance>();
+  // Subscribed after the module, so it is called after the module's handler:
+  // when it has seen a raise, that raise has dealt with the module's handler.
+  ConnectionWatch watch;
   auto companion = StartCompanion();
   ASSERT_TRUE(companion->WaitForLine("connected 1"));
   watch.WaitFor(1);
