@@ -70,15 +70,18 @@ JSValueType JsonValueReader::ValueType() {
   }
 }
 
-bool JsonValueReader::GetNextObjectProperty(std::string& propertyName) {
-  if (!currentDone_ && current_->is_object()) {
+// Moves to the next member or item of the container of the given kind: into
+// the current value when it is such a container not yet walked, else on in
+// the innermost open one. False at the container's end.
+bool JsonValueReader::Advance(Json::value_t kind) {
+  if (!currentDone_ && current_->type() == kind) {
     if (current_->empty()) {
       currentDone_ = true;
       return false;
     }
     stack_.push_back({current_, current_->cbegin()});
   } else {
-    if (stack_.empty() || !stack_.back().container->is_object()) return false;
+    if (stack_.empty() || stack_.back().container->type() != kind) return false;
     Frame& top = stack_.back();
     if (++top.position == top.container->cend()) {
       current_ = top.container;
@@ -87,33 +90,18 @@ bool JsonValueReader::GetNextObjectProperty(std::string& propertyName) {
       return false;
     }
   }
-  propertyName = stack_.back().position.key();
   current_ = &stack_.back().position.value();
   currentDone_ = false;
   return true;
 }
 
-bool JsonValueReader::GetNextArrayItem() {
-  if (!currentDone_ && current_->is_array()) {
-    if (current_->empty()) {
-      currentDone_ = true;
-      return false;
-    }
-    stack_.push_back({current_, current_->cbegin()});
-  } else {
-    if (stack_.empty() || !stack_.back().container->is_array()) return false;
-    Frame& top = stack_.back();
-    if (++top.position == top.container->cend()) {
-      current_ = top.container;
-      stack_.pop_back();
-      currentDone_ = true;
-      return false;
-    }
-  }
-  current_ = &*stack_.back().position;
-  currentDone_ = false;
+bool JsonValueReader::GetNextObjectProperty(std::string& propertyName) {
+  if (!Advance(Json::value_t::object)) return false;
+  propertyName = stack_.back().position.key();
   return true;
 }
+
+bool JsonValueReader::GetNextArrayItem() { return Advance(Json::value_t::array); }
 
 std::string JsonValueReader::GetString() {
   if (const auto* text = current_->get_ptr<const Json::string_t*>()) return *text;

@@ -63,6 +63,8 @@ class JsonValueReader final : public IJSValueReader {
     nlohmann::ordered_json::const_iterator position;
   };
 
+  bool Advance(nlohmann::ordered_json::value_t kind);
+
   nlohmann::ordered_json owned_;
   const nlohmann::ordered_json* current_;
   // Set once the current container has been walked to its end, so that the

@@ -46,7 +46,7 @@ void CloseBridge(tessarel::RootViewState* state) {
   state->bridge.reset();
 }
 
-void RootViewSetProperty(GObject* object, guint id, const GValue* value, GParamSpec* spec) {
+void RootViewSetProperty(GObject* object, guint id, const GValue* value, GParamSpec* pspec) {
   auto* state = TESSAREL_REACT_ROOT_VIEW(object)->state;
   const char* text = g_value_get_string(value);
   switch (id) {
@@ -57,13 +57,13 @@ void RootViewSetProperty(GObject* object, guint id, const GValue* value, GParamS
       state->initialProps = text ? text : "";
       break;
     default:
-      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
       return;
   }
   if (state->bridge) state->bridge->SetComponent(state->componentName, state->initialProps);
 }
 
-void RootViewGetProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
+void RootViewGetProperty(GObject* object, guint id, GValue* value, GParamSpec* pspec) {
   auto* state = TESSAREL_REACT_ROOT_VIEW(object)->state;
   switch (id) {
     case kPropertyComponentName:
@@ -73,7 +73,7 @@ void RootViewGetProperty(GObject* object, guint id, GValue* value, GParamSpec* s
       g_value_set_string(value, state->initialProps.c_str());
       break;
     default:
-      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
   }
 }
 
