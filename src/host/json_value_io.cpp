@@ -101,7 +101,9 @@ bool JsonValueReader::GetNextObjectProperty(std::string& propertyName) {
   return true;
 }
 
-bool JsonValueReader::GetNextArrayItem() { return Advance(Json::value_t::array); }
+bool JsonValueReader::GetNextArrayItem() {
+  return Advance(Json::value_t::array);
+}
 
 std::string JsonValueReader::GetString() {
   if (const auto* text = current_->get_ptr<const Json::string_t*>()) return *text;
