@@ -9,6 +9,8 @@
 
 namespace tessarel {
 
+using namespace std::string_view_literals;
+
 using model_detail::Gather;
 using model_detail::ListIndex;
 using model_detail::Optional;
@@ -39,22 +41,22 @@ JSValue ConvertKey(const ValueSet& key, ElementBudget& budget) {
   // it keeps, so each member goes in at the end.
   JSValueObject action;
   action.reserve(2);
-  action.emplace_hint(action.end(), "macros", std::move(macros));
-  action.emplace_hint(action.end(), "type", JSValue(actionType));
+  action.emplace_hint(action.end(), "macros"sv, std::move(macros));
+  action.emplace_hint(action.end(), "type"sv, JSValue(actionType));
 
   JSValueObject size;
   size.reserve(2);
-  size.emplace_hint(size.end(), "x", JSValue(sizeX));
-  size.emplace_hint(size.end(), "y", JSValue(sizeY));
+  size.emplace_hint(size.end(), "x"sv, JSValue(sizeX));
+  size.emplace_hint(size.end(), "y"sv, JSValue(sizeY));
 
   JSValueObject object;
   object.reserve(6);
-  object.emplace_hint(object.end(), "action", JSValue(std::move(action)));
-  object.emplace_hint(object.end(), "activeColor", std::move(activeColor));
-  object.emplace_hint(object.end(), "icon", std::move(icon));
-  object.emplace_hint(object.end(), "inactiveColor", std::move(inactiveColor));
-  object.emplace_hint(object.end(), "orientation", JSValue(orientation));
-  object.emplace_hint(object.end(), "size", JSValue(std::move(size)));
+  object.emplace_hint(object.end(), "action"sv, JSValue(std::move(action)));
+  object.emplace_hint(object.end(), "activeColor"sv, std::move(activeColor));
+  object.emplace_hint(object.end(), "icon"sv, std::move(icon));
+  object.emplace_hint(object.end(), "inactiveColor"sv, std::move(inactiveColor));
+  object.emplace_hint(object.end(), "orientation"sv, JSValue(orientation));
+  object.emplace_hint(object.end(), "size"sv, JSValue(std::move(size)));
   return JSValue(std::move(object));
 }
 
@@ -69,8 +71,8 @@ JSValue ConvertIcon(const PropertyValue* value) {
 
   JSValueObject object;
   object.reserve(2);
-  object.emplace_hint(object.end(), "id", JSValue(id));
-  object.emplace_hint(object.end(), "type", JSValue(type));
+  object.emplace_hint(object.end(), "id"sv, JSValue(id));
+  object.emplace_hint(object.end(), "type"sv, JSValue(type));
   return JSValue(std::move(object));
 }
 
@@ -86,9 +88,9 @@ JSValue ConvertColor(const PropertyValue* value) {
 
   JSValueObject object;
   object.reserve(3);
-  object.emplace_hint(object.end(), "b", JSValue(b));
-  object.emplace_hint(object.end(), "g", JSValue(g));
-  object.emplace_hint(object.end(), "r", JSValue(r));
+  object.emplace_hint(object.end(), "b"sv, JSValue(b));
+  object.emplace_hint(object.end(), "g"sv, JSValue(g));
+  object.emplace_hint(object.end(), "r"sv, JSValue(r));
   return JSValue(std::move(object));
 }
 

@@ -7,6 +7,8 @@
 
 namespace tessarel {
 
+using namespace std::string_view_literals;
+
 using model_detail::IndexKey;
 using model_detail::ListSlots;
 using model_detail::Optional;
@@ -59,11 +61,12 @@ JSValue ConvertKeyboards(const ValueSet& keyboards, ElementBudget& budget) {
     // Members go in in ascending key order, so each insertion is at the end.
     JSValueObject object;
     object.reserve(5);
-    object.emplace_hint(object.end(), "appPaths", std::move(appPaths));
-    object.emplace_hint(object.end(), "id", JSValue(id ? *id : std::string("unknown id")));
-    object.emplace_hint(object.end(), "layers", std::move(layers));
-    object.emplace_hint(object.end(), "model", JSValue(model ? *model : std::uint32_t{0}));
-    object.emplace_hint(object.end(), "name", JSValue(name ? *name : std::string("unknown name")));
+    object.emplace_hint(object.end(), "appPaths"sv, std::move(appPaths));
+    object.emplace_hint(object.end(), "id"sv, JSValue(id ? *id : std::string("unknown id")));
+    object.emplace_hint(object.end(), "layers"sv, std::move(layers));
+    object.emplace_hint(object.end(), "model"sv, JSValue(model ? *model : std::uint32_t{0}));
+    object.emplace_hint(object.end(), "name"sv,
+                        JSValue(name ? *name : std::string("unknown name")));
     result.emplace_back(std::move(object));
   }
   return JSValue(std::move(result));
@@ -94,8 +97,8 @@ JSValue ConvertLayer(const ValueSet& layer, ElementBudget& budget) {
 
   JSValueObject object;
   object.reserve(2);
-  object.emplace_hint(object.end(), "keys", std::move(keys));
-  object.emplace_hint(object.end(), "type", JSValue(type));
+  object.emplace_hint(object.end(), "keys"sv, std::move(keys));
+  object.emplace_hint(object.end(), "type"sv, JSValue(type));
   return JSValue(std::move(object));
 }
 

@@ -23,10 +23,20 @@ namespace tessarel::model_detail {
 
 inline constexpr std::size_t kScanLimit = 16;
 
+// Equality of two short keys, byte by byte: model keys are a few bytes long,
+// and comparing them inline costs less than a call into the C library.
+inline bool SameKey(std::string_view a, std::string_view b) noexcept {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (a[i] != b[i]) return false;
+  }
+  return true;
+}
+
 inline const PropertyValue* Entry(const ValueSet& set, std::string_view key) noexcept {
   if (set.Size() > kScanLimit) return set.Find(key);
   for (const auto& [name, value] : set) {
-    if (name == key) return &value;
+    if (SameKey(name, key)) return &value;
   }
   return nullptr;
 }
@@ -40,7 +50,7 @@ std::array<const PropertyValue*, N> Gather(const ValueSet& set,
   std::array<const PropertyValue*, N> found{};
   for (const auto& [name, value] : set) {
     for (std::size_t i = 0; i < N; ++i) {
-      if (name.size() == names[i].size() && name == names[i]) {
+      if (SameKey(name, names[i])) {
         found[i] = &value;
         break;
       }

@@ -37,6 +37,16 @@
 
 namespace tessarel {
 
+// Byte-wise order of keys. Keys are mostly short and differ in their first
+// byte, which is compared here without calling into the C library; the
+// result is the one std::string_view's ordering gives (bytes as unsigned).
+inline bool KeyBefore(std::string_view a, std::string_view b) noexcept {
+  if (!a.empty() && !b.empty() && a.front() != b.front()) {
+    return static_cast<unsigned char>(a.front()) < static_cast<unsigned char>(b.front());
+  }
+  return a < b;
+}
+
 // Which member a batch keeps when a key comes more than once.
 enum class SortedMapDuplicates { KeepFirst, KeepLast };
 
@@ -80,10 +90,10 @@ class SortedMap {
   void clear() noexcept { members_.clear(); }
 
   iterator lower_bound(std::string_view key) {
-    return std::lower_bound(members_.begin(), members_.end(), key, KeyBefore{});
+    return std::lower_bound(members_.begin(), members_.end(), key, MemberBefore{});
   }
   const_iterator lower_bound(std::string_view key) const {
-    return std::lower_bound(members_.begin(), members_.end(), key, KeyBefore{});
+    return std::lower_bound(members_.begin(), members_.end(), key, MemberBefore{});
   }
   iterator find(std::string_view key) {
     const iterator found = lower_bound(key);
@@ -137,8 +147,8 @@ class SortedMap {
     requires std::constructible_from<std::string, Key&&>
   iterator emplace_hint(const_iterator hint, Key&& key, Args&&... args) {
     const std::string_view view(key);
-    const bool afterPrevious = hint == cbegin() || std::string_view(std::prev(hint)->first) < view;
-    const bool beforeNext = hint == cend() || view < std::string_view(hint->first);
+    const bool afterPrevious = hint == cbegin() || KeyBefore(std::prev(hint)->first, view);
+    const bool beforeNext = hint == cend() || KeyBefore(view, hint->first);
     if (afterPrevious && beforeNext) {
       const iterator position = begin() + (hint - cbegin());
       return Put(position, std::forward<Key>(key), std::forward<Args>(args)...);
@@ -187,19 +197,19 @@ class SortedMap {
   // needs no scratch memory; larger ones by a merge sort.
   static constexpr std::size_t kInsertionSortLimit = 32;
 
-  struct KeyBefore {
+  struct MemberBefore {
     bool operator()(const value_type& member, std::string_view key) const noexcept {
-      return std::string_view(member.first) < key;
+      return KeyBefore(member.first, key);
     }
     bool operator()(const value_type& a, const value_type& b) const noexcept {
-      return std::string_view(a.first) < std::string_view(b.first);
+      return KeyBefore(a.first, b.first);
     }
   };
 
   // Where `key` is or would go. Members mostly arrive in ascending order, so
   // the end is tried before searching.
   iterator InsertPosition(std::string_view key) {
-    if (members_.empty() || std::string_view(members_.back().first) < key) return end();
+    if (members_.empty() || KeyBefore(members_.back().first, key)) return end();
     return lower_bound(key);
   }
 
@@ -212,7 +222,7 @@ class SortedMap {
 
   // Sorts the members stably by key, then keeps one member per key.
   void Normalize(SortedMapDuplicates keep) {
-    const KeyBefore before;
+    const MemberBefore before;
     if (std::adjacent_find(members_.begin(), members_.end(), [&](const auto& a, const auto& b) {
           return !before(a, b);
         }) == members_.end()) {
