@@ -177,9 +177,6 @@ ProcessRun RunTessarel(const XServer& display, const Session& session,
                          "GTK_USE_PORTAL=0",
                          // Set and empty: no companion is started.
                          "TESSAREL_COMPANION=",
-                         // Read only by a sanitizer build; see the file for why.
-                         "LSAN_OPTIONS=suppressions=" +
-                             (fs::path(TESSAREL_HOST_TEST_DIRECTORY) / "lsan_webkit.supp").string(),
                      });
   return RunProcess(argv, environment, timeout);
 }

@@ -21,12 +21,6 @@
 #include "values/js_value.h"
 #include "values/react_promise.h"
 
-// A sanitizer build reads this: the start-up allocations that fontconfig and
-// JavaScriptCore keep until exit (see lsan_webkit.supp) are not the test's.
-extern "C" const char* __lsan_default_suppressions() {
-  return "leak:libfontconfig.so\nleak:libjavascriptcoregtk-6.0.so\n";
-}
-
 namespace tessarel {
 namespace {
 
