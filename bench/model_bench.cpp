@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -16,7 +17,6 @@
 #include "host/json_value_io.h"
 #include "model/keyboard_model.h"
 #include "modules/device_requests.h"
-#include "support/json_text_writer.h"
 #include "support/value_set_builders.h"
 
 namespace tessarel {
@@ -91,37 +91,6 @@ void BM_HostJsonWriterOnly(benchmark::State& state) {
 }
 BENCHMARK(BM_HostJsonWriterOnly)->Unit(benchmark::kMillisecond);
 
-// For comparison with the host's writer, which builds a JSON library tree and
-// then dumps it: a writer that appends the text as the calls come.
-void BM_StreamingTextWriterOnly(benchmark::State& state) {
-  const JSValue converted =
-      ConvertKeyboards(*LargeReply().Message.Find("keyboards")->TryValueSet());
-  for (auto _ : state) {
-    testing::JsonTextWriter writer;
-    WriteValue(writer, converted);
-    benchmark::DoNotOptimize(writer.Text().data());
-  }
-}
-BENCHMARK(BM_StreamingTextWriterOnly)->Unit(benchmark::kMillisecond);
-
-// The whole path again with that streaming writer in place of the host's:
-// what the path costs once the host writes text as the calls come.
-void BM_KeyboardsReplyToStreamingText(benchmark::State& state) {
-  const AppServiceResponse& reply = LargeReply();
-  std::size_t bytes = 0;
-  for (auto _ : state) {
-    auto writer = std::make_shared<testing::JsonTextWriter>();
-    std::size_t written = 0;
-    const ReactPromise<JSValue> promise(
-        writer, [&](IJSValueWriter&) { written = writer->Text().size(); }, [](IJSValueWriter&) {});
-    SettleFromResponse(kKeyboardsRequest, reply, promise);
-    bytes = written;
-    benchmark::DoNotOptimize(writer->Text().data());
-  }
-  state.counters["bytes"] = static_cast<double>(bytes);
-}
-BENCHMARK(BM_KeyboardsReplyToStreamingText)->Unit(benchmark::kMillisecond);
-
 // Keeps each benchmark's times per iteration so that main can print ratios.
 class RecordingReporter : public benchmark::ConsoleReporter {
  public:
@@ -137,20 +106,20 @@ class RecordingReporter : public benchmark::ConsoleReporter {
 };
 
 // On a shared machine the wall-clock figure also counts waiting for a core,
-// so both ratios are printed.
-void PrintRatio(const char* kind, const std::map<std::string, double>& times) {
+// so both ratios are printed: the reply to the converted value, and the reply
+// all the way to the text that crosses to the page.
+void PrintRatios(const char* kind, const std::map<std::string, double>& times) {
   const auto baseline = times.find("BM_JsonLibraryDumpOnly");
   if (baseline == times.end() || baseline->second <= 0) return;
-  const auto whole = times.find("BM_KeyboardsReplyToScriptText");
-  if (whole != times.end()) {
-    std::printf(
-        "keyboards reply to script text / JSON library dump (%s time): %.2fx (goal: at most 2x)\n",
-        kind, whole->second / baseline->second);
-  }
-  const auto streaming = times.find("BM_KeyboardsReplyToStreamingText");
-  if (streaming != times.end()) {
-    std::printf("  the same with a streaming text writer (%s time): %.2fx\n", kind,
-                streaming->second / baseline->second);
+  const std::pair<const char*, const char*> paths[] = {
+      {"BM_ConvertKeyboardsOnly", "reply to script value"},
+      {"BM_KeyboardsReplyToScriptText", "reply to script text"},
+  };
+  for (const auto& [name, label] : paths) {
+    const auto path = times.find(name);
+    if (path == times.end()) continue;
+    std::printf("keyboards %s / JSON library dump (%s time): %.2fx (goal: at most 2x)\n", label,
+                kind, path->second / baseline->second);
   }
 }
 
@@ -161,8 +130,8 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   tessarel::RecordingReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  tessarel::PrintRatio("real", reporter.realTimes);
-  tessarel::PrintRatio("CPU", reporter.cpuTimes);
+  tessarel::PrintRatios("real", reporter.realTimes);
+  tessarel::PrintRatios("CPU", reporter.cpuTimes);
   benchmark::Shutdown();
   return 0;
 }

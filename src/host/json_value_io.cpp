@@ -1,6 +1,9 @@
 #include "host/json_value_io.h"
 
+#include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <iterator>
 #include <utility>
 
 namespace tessarel {
@@ -33,6 +36,29 @@ void CheckDepth(std::string_view text) {
       --depth;
     }
   }
+}
+
+// Most strings in a reply (names, paths, labels) are printable ASCII with
+// nothing to escape; those are copied as they are. The rest go through the
+// JSON library's escaping, which also replaces invalid UTF-8.
+void AppendQuoted(std::string& text, std::string_view value) {
+  const bool plain = std::all_of(value.begin(), value.end(), [](char c) {
+    return c >= 0x20 && c < 0x7f && c != '"' && c != '\\';
+  });
+  if (plain) {
+    text += '"';
+    text += value;
+    text += '"';
+  } else {
+    text += Json(std::string(value)).dump(-1, ' ', false, Json::error_handler_t::replace);
+  }
+}
+
+template <typename Number>
+void AppendNumber(std::string& text, Number value) {
+  char digits[32];
+  const auto [end, error] = std::to_chars(std::begin(digits), std::end(digits), value);
+  text.append(digits, error == std::errc() ? end : digits);
 }
 
 }  // namespace
@@ -128,68 +154,78 @@ double JsonValueReader::GetDouble() {
   return current_->is_number() ? current_->get<double>() : 0.0;
 }
 
-Json* JsonValueWriter::Put(Json value) {
+bool JsonValueWriter::BeginValue() {
   if (open_.empty()) {
-    if (hasRoot_) return nullptr;  // a second top-level value has nowhere to go
-    root_ = std::move(value);
-    hasRoot_ = true;
-    return &root_;
+    if (rootDone_) return false;  // a second top-level value has nowhere to go
+    rootDone_ = true;
+    return true;
   }
-  Json* top = open_.back();
-  if (top->is_array()) {
-    top->push_back(std::move(value));
-    return &top->back();
+  OpenContainer& top = open_.back();
+  if (!top.empty) text_ += ',';
+  top.empty = false;
+  if (top.isObject) {
+    AppendQuoted(text_, propertyName_);
+    text_ += ':';
+    propertyName_.clear();
   }
-  Json* slot = &(*top)[propertyName_];
-  *slot = std::move(value);
-  propertyName_.clear();
-  return slot;
+  return true;
 }
 
-// Only the innermost open container ever grows, so the pointers to the
-// containers below it on the stack stay valid.
-void JsonValueWriter::Open(Json container) {
-  if (Json* slot = Put(std::move(container))) open_.push_back(slot);
+void JsonValueWriter::Open(char bracket, bool isObject) {
+  if (!BeginValue()) return;
+  text_ += bracket;
+  open_.push_back({isObject});
+}
+
+void JsonValueWriter::Close(bool isObject) {
+  if (open_.empty() || open_.back().isObject != isObject) return;
+  open_.pop_back();
+  text_ += isObject ? '}' : ']';
 }
 
 void JsonValueWriter::WriteNull() {
-  Put(nullptr);
+  if (BeginValue()) text_ += "null";
 }
 void JsonValueWriter::WriteBoolean(bool value) {
-  Put(value);
+  if (BeginValue()) text_ += value ? "true" : "false";
 }
 void JsonValueWriter::WriteInt64(std::int64_t value) {
-  Put(value);
+  if (BeginValue()) AppendNumber(text_, value);
 }
+// NaN and the infinities have no JSON form; they go as null, as
+// JSON.stringify writes them.
 void JsonValueWriter::WriteDouble(double value) {
-  Put(value);
+  if (!BeginValue()) return;
+  if (std::isfinite(value)) {
+    AppendNumber(text_, value);
+  } else {
+    text_ += "null";
+  }
 }
 void JsonValueWriter::WriteString(std::string_view value) {
-  Put(std::string(value));
+  if (BeginValue()) AppendQuoted(text_, value);
 }
 void JsonValueWriter::WriteObjectBegin() {
-  Open(Json::object());
+  Open('{', true);
 }
 void JsonValueWriter::WritePropertyName(std::string_view name) {
   propertyName_ = name;
 }
 void JsonValueWriter::WriteArrayBegin() {
-  Open(Json::array());
+  Open('[', false);
 }
-
 void JsonValueWriter::WriteObjectEnd() {
-  if (!open_.empty() && open_.back()->is_object()) open_.pop_back();
+  Close(true);
 }
-
 void JsonValueWriter::WriteArrayEnd() {
-  if (!open_.empty() && open_.back()->is_array()) open_.pop_back();
+  Close(false);
 }
 
 std::string JsonValueWriter::TakeJson() {
-  std::string text = root_.dump(-1, ' ', false, Json::error_handler_t::replace);
-  root_ = nullptr;
-  hasRoot_ = false;
-  open_.clear();
+  while (!open_.empty()) Close(open_.back().isObject);
+  std::string text = rootDone_ ? std::move(text_) : std::string("null");
+  text_.clear();
+  rootDone_ = false;
   propertyName_.clear();
   return text;
 }

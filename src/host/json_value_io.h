@@ -73,6 +73,8 @@ class JsonValueReader final : public IJSValueReader {
   std::vector<Frame> stack_;
 };
 
+// Writes JSON text as the calls come, with no tree in between: a reply of
+// thousands of keys costs one pass and one growing string.
 class JsonValueWriter final : public IJSValueWriter {
  public:
   void WriteNull() override;
@@ -87,16 +89,26 @@ class JsonValueWriter final : public IJSValueWriter {
   void WriteArrayEnd() override;
 
   // The value written so far as compact JSON text ("null" when nothing was
-  // written); containers still open are closed in the text.
+  // written); containers still open are closed in the text. The writer is
+  // empty again afterwards.
   std::string TakeJson();
 
  private:
-  nlohmann::ordered_json* Put(nlohmann::ordered_json value);
-  void Open(nlohmann::ordered_json container);
+  // Starts a value: the separator and, in an object, the pending member name
+  // ("" when none was written). False when the value has nowhere to go
+  // because the top-level value is complete.
+  bool BeginValue();
+  void Open(char bracket, bool isObject);
+  void Close(bool isObject);
 
-  nlohmann::ordered_json root_;
-  bool hasRoot_ = false;
-  std::vector<nlohmann::ordered_json*> open_;
+  struct OpenContainer {
+    bool isObject;
+    bool empty = true;
+  };
+
+  std::string text_;
+  bool rootDone_ = false;
+  std::vector<OpenContainer> open_;
   std::string propertyName_;
 };
 

@@ -151,6 +151,9 @@ TEST(JsonValueWriterTest, WritesEveryKind) {
       {"escapes", JSValue("quote\" backslash\\ newline\n nul" + std::string(1, '\0')),
        R"("quote\" backslash\\ newline\n nul\u0000")"},
       {"invalid UTF-8 is replaced, not thrown", JSValue(std::string("a\xff")), "\"a\xef\xbf\xbd\""},
+      {"UTF-8 text and DEL go as they are", JSValue("\xe2\x82\xac\x7f"), "\"\xe2\x82\xac\x7f\""},
+      {"member names are escaped like strings", JSValue::Object({{"a\"b", 1}, {"\xff", 2}}),
+       "{\"a\\\"b\":1,\"\xef\xbf\xbd\":2}"},
       {"nested", JSValue(JSValueArray{JSValue(JSValueArray{}), JSValue(JSValueObject{})}),
        "[[],{}]"},
   };
@@ -182,6 +185,10 @@ TEST(JsonValueIoTest, WriteThenReadGivesTheValueBack) {
       {"keys", JSValue(JSValueArray{JSValue::Object({{"x", 1.5}, {"label", "F1"}}), JSValue()})},
       {"on", true},
       {"text", "\xe2\x82\xac 5"},
+      // Shortest digits that read back as the same double, at the extremes.
+      {"numbers",
+       JSValue(JSValueArray{JSValue(0.30000000000000004), JSValue(1e21), JSValue(5e-324),
+                            JSValue(-1.7976931348623157e308), JSValue(-0.0), JSValue(3.0)})},
   });
   EXPECT_EQ(Read(Write(value)), value);
 }
