@@ -27,13 +27,20 @@ PropertyValue PropertyValue::CreateValueSet(ValueSet value) {
 
 PropertyType PropertyValue::Type() const noexcept {
   switch (value_.index()) {
-    case 0: return PropertyType::String;
-    case 1: return PropertyType::Boolean;
-    case 2: return PropertyType::Int32;
-    case 3: return PropertyType::UInt8;
-    case 4: return PropertyType::UInt32;
-    case 5: return PropertyType::UInt64;
-    default: return PropertyType::ValueSet;
+    case 0:
+      return PropertyType::String;
+    case 1:
+      return PropertyType::Boolean;
+    case 2:
+      return PropertyType::Int32;
+    case 3:
+      return PropertyType::UInt8;
+    case 4:
+      return PropertyType::UInt32;
+    case 5:
+      return PropertyType::UInt64;
+    default:
+      return PropertyType::ValueSet;
   }
 }
 
@@ -48,35 +55,58 @@ bool operator==(const PropertyValue& a, const PropertyValue& b) {
   return a.value_ == b.value_;
 }
 
+// Most sets are small (a key has eight entries, a colour three): scanning
+// those is cheaper than hashing, and a hash index for each of the thousands
+// of sets of a keyboard model would triple its memory. Larger sets keep one.
+std::size_t ValueSet::Position(std::string_view key) const noexcept {
+  if (index_.empty()) {
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+      if (entries_[i].first == key) return i;
+    }
+    return kAbsent;
+  }
+  // The index is keyed by std::string; a heterogeneous lookup would need C++20
+  // transparent hashing, which libstdc++ 12 lacks for unordered_map.
+  const auto it = index_.find(std::string(key));
+  return it == index_.end() ? kAbsent : it->second;
+}
+
+void ValueSet::Reindex() {
+  index_.clear();
+  if (entries_.size() <= kScanLimit) return;
+  index_.reserve(entries_.size());
+  for (std::size_t i = 0; i < entries_.size(); ++i) index_.emplace(entries_[i].first, i);
+}
+
 bool ValueSet::Insert(std::string key, PropertyValue value) {
-  if (auto it = index_.find(key); it != index_.end()) {
-    entries_[it->second].second = std::move(value);
+  if (const std::size_t position = Position(key); position != kAbsent) {
+    entries_[position].second = std::move(value);
     return true;
   }
-  index_.emplace(key, entries_.size());
   entries_.emplace_back(std::move(key), std::move(value));
+  if (!index_.empty()) {
+    index_.emplace(entries_.back().first, entries_.size() - 1);
+  } else if (entries_.size() > kScanLimit) {
+    Reindex();
+  }
   return false;
 }
 
 bool ValueSet::Remove(std::string_view key) {
-  auto it = index_.find(std::string(key));
-  if (it == index_.end()) return false;
-  const std::size_t position = it->second;
-  index_.erase(it);
+  const std::size_t position = Position(key);
+  if (position == kAbsent) return false;
   entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(position));
-  for (auto& [name, slot] : index_) {
-    if (slot > position) --slot;
-  }
+  if (!index_.empty()) Reindex();
   return true;
 }
 
-bool ValueSet::HasKey(std::string_view key) const noexcept { return Find(key) != nullptr; }
+bool ValueSet::HasKey(std::string_view key) const noexcept {
+  return Find(key) != nullptr;
+}
 
 const PropertyValue* ValueSet::Find(std::string_view key) const noexcept {
-  // The index is keyed by std::string; a heterogeneous lookup would need C++20
-  // transparent hashing, which libstdc++ 12 lacks for unordered_map.
-  auto it = index_.find(std::string(key));
-  return it == index_.end() ? nullptr : &entries_[it->second].second;
+  const std::size_t position = Position(key);
+  return position == kAbsent ? nullptr : &entries_[position].second;
 }
 
 const PropertyValue& ValueSet::Lookup(std::string_view key) const {
@@ -84,7 +114,9 @@ const PropertyValue& ValueSet::Lookup(std::string_view key) const {
   throw hresult_error(error_codes::kBounds);
 }
 
-bool operator==(const ValueSet& a, const ValueSet& b) { return a.entries_ == b.entries_; }
+bool operator==(const ValueSet& a, const ValueSet& b) {
+  return a.entries_ == b.entries_;
+}
 
 std::optional<PropertyValue> TolerantLookup(const ValueSet& set, std::string_view key) {
   // Our map reports absence only through kBounds; going through Find avoids

@@ -103,8 +103,16 @@ class ValueSet {
   friend bool operator==(const ValueSet& a, const ValueSet& b);
 
  private:
+  // Sets of up to this many entries are searched by a scan; larger ones keep
+  // a hash index from key to position.
+  static constexpr std::size_t kScanLimit = 16;
+  static constexpr std::size_t kAbsent = static_cast<std::size_t>(-1);
+
+  std::size_t Position(std::string_view key) const noexcept;
+  void Reindex();
+
   std::vector<Entry> entries_;
-  std::unordered_map<std::string, std::size_t> index_;
+  std::unordered_map<std::string, std::size_t> index_;  // empty up to kScanLimit entries
 };
 
 // Lookup in which the failures kBounds, kFail and kFileNotFound count as an
@@ -114,14 +122,23 @@ std::optional<PropertyValue> TolerantLookup(const ValueSet& set, std::string_vie
 namespace detail {
 template <class T>
 const T* TryGet(const PropertyValue& value) noexcept {
-  if constexpr (std::is_same_v<T, std::string>) return value.TryString();
-  else if constexpr (std::is_same_v<T, bool>) return value.TryBoolean();
-  else if constexpr (std::is_same_v<T, std::int32_t>) return value.TryInt32();
-  else if constexpr (std::is_same_v<T, std::uint8_t>) return value.TryUInt8();
-  else if constexpr (std::is_same_v<T, std::uint32_t>) return value.TryUInt32();
-  else if constexpr (std::is_same_v<T, std::uint64_t>) return value.TryUInt64();
-  else if constexpr (std::is_same_v<T, ValueSet>) return value.TryValueSet();
-  else static_assert(sizeof(T) == 0, "not a boxable type");
+  if constexpr (std::is_same_v<T, std::string>) {
+    return value.TryString();
+  } else if constexpr (std::is_same_v<T, bool>) {
+    return value.TryBoolean();
+  } else if constexpr (std::is_same_v<T, std::int32_t>) {
+    return value.TryInt32();
+  } else if constexpr (std::is_same_v<T, std::uint8_t>) {
+    return value.TryUInt8();
+  } else if constexpr (std::is_same_v<T, std::uint32_t>) {
+    return value.TryUInt32();
+  } else if constexpr (std::is_same_v<T, std::uint64_t>) {
+    return value.TryUInt64();
+  } else if constexpr (std::is_same_v<T, ValueSet>) {
+    return value.TryValueSet();
+  } else {
+    static_assert(sizeof(T) == 0, "not a boxable type");
+  }
 }
 }  // namespace detail
 
