@@ -5,7 +5,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -38,35 +37,19 @@ TEST(ReactPromiseTest, ReplyShapes) {
     std::function<void(ReactPromise<JSValue>&)> settle;
     const char* want;
   } rows[] = {
-      {"resolve wraps the value in a one-element list",
-       [](auto& p) {
-         p.Resolve(JSValue::Object({{"r", 1}, {"b", JSValue("x")}}));
-       },
-       "resolve [ { b: s'x' r: i1 } ]"},
-      {"resolve with null", [](auto& p) { p.Resolve(JSValue()); }, "resolve [ null ]"},
-      {"reject writes code, message, userInfo in that order",
-       [](auto& p) { p.Reject("Service connection isn't running yet"); },
-       "reject [ { code: s'EUNSPECIFIED' message: s'Service connection isn't running yet' "
-       "userInfo: null } ]"},
-      {"empty message is an empty string", [](auto& p) { p.Reject(""); },
-       "reject [ { code: s'EUNSPECIFIED' message: s'' userInfo: null } ]"},
+      {"resolve wraps the value in a one-element list", [](auto& p) { p.Resolve(JSValue("x")); },
+       "resolve [ s'x' ]"},
+      {"reject writes code, message, userInfo in that order", [](auto& p) { p.Reject("No link"); },
+       "reject [ { code: s'EUNSPECIFIED' message: s'No link' userInfo: null } ]"},
       {"resolve after reject is ignored",
        [](auto& p) {
-         p.Reject("first");
+         p.Reject("");
          p.Resolve(JSValue(1));
        },
-       "reject [ { code: s'EUNSPECIFIED' message: s'first' userInfo: null } ]"},
-      {"reject after resolve is ignored",
-       [](auto& p) {
-         p.Resolve(JSValue(true));
-         p.Reject("late");
-         p.Resolve(JSValue(false));
-       },
-       "resolve [ true ]"},
+       "reject [ { code: s'EUNSPECIFIED' message: s'' userInfo: null } ]"},
       {"a settled copy settles every copy",
        [](auto& p) {
-         ReactPromise<JSValue> copy = p;
-         copy.Resolve(JSValue(2));
+         ReactPromise<JSValue>(p).Resolve(JSValue(2));
          p.Reject("late");
        },
        "resolve [ i2 ]"},
@@ -117,39 +100,15 @@ TEST(ReactPromiseTest, DestroyedOnlyWhenTheLastCopyGoes) {
   EXPECT_EQ(next.replies, (std::vector<std::string>{"resolve [ s'done' ]"}));
 }
 
-TEST(ReactPromiseTest, PromiseWithoutCallbacksSettlesQuietly) {
+// The host may hand over no writer or no callback: settling and the last
+// drop must then do nothing rather than call through a null one.
+TEST(ReactPromiseTest, MissingWriterOrCallbackSettlesQuietly) {
   auto writer = std::make_shared<RecordingWriter>();
-  {
-    ReactPromise<JSValue> promise(writer, nullptr, nullptr);
-    promise.Resolve(JSValue(1));
-  }
-  ReactPromise<JSValue> noWriter(
+  ReactPromise<JSValue>(writer, nullptr, nullptr).Resolve(JSValue(1));
+  ReactPromise<JSValue>(writer, nullptr, nullptr);
+  ReactPromise<JSValue>(
       nullptr, [](IJSValueWriter&) { FAIL(); }, [](IJSValueWriter&) { FAIL(); });
-  noWriter.Reject("x");
   EXPECT_TRUE(writer->tokens.empty());
-}
-
-struct ThrowingWriter : RecordingWriter {
-  void WriteString(std::string_view) override { throw std::runtime_error("writer failed"); }
-};
-
-TEST(ReactPromiseDeathTest, FailingWriterOrCallbackEndsTheProcess) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_DEATH(
-      {
-        ReactPromise<JSValue> promise(std::make_shared<ThrowingWriter>(), nullptr,
-                                      [](IJSValueWriter&) {});
-        promise.Reject("x");
-      },
-      "");
-  EXPECT_DEATH(
-      {
-        ReactPromise<JSValue> promise(
-            std::make_shared<RecordingWriter>(),
-            [](IJSValueWriter&) { throw std::runtime_error("callback failed"); }, nullptr);
-        promise.Resolve(JSValue(1));
-      },
-      "");
 }
 
 }  // namespace

@@ -90,25 +90,5 @@ TEST(ReactPromiseThreadsTest, ConcurrentLastDropsRejectOnce) {
   }
 }
 
-// A settlement racing the other copy's release: never both a result and
-// "Promise destroyed.".
-TEST(ReactPromiseThreadsTest, SettleRacingReleaseGivesOneReply) {
-  for (int round = 0; round < kRounds; ++round) {
-    auto writer = std::make_shared<RecordingWriter>();
-    Counts counts;
-    auto settler =
-        std::make_shared<std::optional<ReactPromise<JSValue>>>(MakePromise(writer, counts));
-    auto dropper = std::make_shared<std::optional<ReactPromise<JSValue>>>(**settler);
-    RunTogether({[settler] {
-                   (*settler)->Resolve(JSValue(true));
-                   settler->reset();
-                 },
-                 [dropper] { dropper->reset(); }});
-    ASSERT_EQ(counts.resolves, 1) << "round " << round;
-    ASSERT_EQ(counts.rejects, 0);
-    ASSERT_EQ(writer->Text(), "[ true ]");
-  }
-}
-
 }  // namespace
 }  // namespace tessarel
