@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <thread>
+#include <type_traits>
 
 #include "platform/dispatcher.h"
 
@@ -46,35 +47,25 @@ TEST(AsyncTest, ResumesOnThePoolWhenTheAwaiterHadNoDispatcher) {
   EXPECT_NE(resumedOn, starter);
 }
 
-TEST(AsyncTest, ErrorsAndAbandonmentReachTheAwaiter) {
-  {
-    AsyncCompletionSource<int> source;
-    source.Fail(std::make_exception_ptr(hresult_error(error_codes::kRpcServerUnavailable)));
-    source.Complete(5);  // the first outcome wins
-    EXPECT_EQ(source.Operation().Status(), AsyncStatus::Error);
-    EXPECT_THROW(source.Operation().Get(), hresult_error);
-  }
-  {
-    std::optional<AsyncCompletionSource<int>> source(std::in_place);
-    auto operation = source->Operation();
-    source.reset();  // the producer is gone without an answer
+// The first outcome wins; a source dropped without an answer fails its
+// operation with kDisconnected rather than leaving the awaiter hanging.
+TEST(AsyncTest, FirstOutcomeWinsAndAnAbandonedSourceFails) {
+  const auto codeOf = [](const IAsyncOperation<int>& operation) {
     try {
       operation.Get();
-      FAIL() << "an abandoned operation must fail";
     } catch (const hresult_error& error) {
-      EXPECT_EQ(error.code(), error_codes::kDisconnected);
+      return error.code();
     }
-  }
-  {
-    AsyncCompletionSource<void> source;
-    source.Cancel();
-    try {
-      source.Operation().Get();
-      FAIL() << "a cancelled operation must fail";
-    } catch (const hresult_error& error) {
-      EXPECT_EQ(error.code(), error_codes::kCanceled);
-    }
-  }
+    return hresult{0};
+  };
+  AsyncCompletionSource<int> failed;
+  failed.Fail(std::make_exception_ptr(hresult_error(error_codes::kRpcServerUnavailable)));
+  failed.Complete(5);
+  EXPECT_EQ(codeOf(failed.Operation()), error_codes::kRpcServerUnavailable);
+  std::optional<AsyncCompletionSource<int>> abandoned(std::in_place);
+  const IAsyncOperation<int> operation = abandoned->Operation();
+  abandoned.reset();
+  EXPECT_EQ(codeOf(operation), error_codes::kDisconnected);
 }
 
 IAsyncAction Throwing(std::shared_ptr<int> owned) {
@@ -107,6 +98,10 @@ TEST(AsyncTest, RaceBetweenCompletionAndAwaitSettlesEveryAwaiter) {
   for (auto& outer : outers) resumed += outer.Get();
   EXPECT_EQ(resumed.load(), 2 * kRounds);
 }
+
+// GCC 12 destroys a co_awaited aggregate temporary twice, which would drop
+// the dispatcher early; ResumeOn must stay a class with a constructor.
+static_assert(!std::is_aggregate_v<ResumeOn>);
 
 IAsyncAction HopTo(std::shared_ptr<Dispatcher> target, std::thread::id* ranOn) {
   co_await ResumeOn(std::move(target));  // a temporary awaiter, as callers write it

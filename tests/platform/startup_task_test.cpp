@@ -9,6 +9,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/hresult_error.h"
@@ -17,6 +18,7 @@ namespace tessarel {
 namespace {
 
 namespace fs = std::filesystem;
+using S = StartupTaskState;
 
 std::string ReadText(const fs::path& path) {
   std::ifstream in(path);
@@ -28,15 +30,6 @@ std::string ReadText(const fs::path& path) {
 void WriteText(const fs::path& path, const std::string& text) {
   fs::create_directories(path.parent_path());
   std::ofstream(path) << text;
-}
-
-std::string WithoutBlankLines(const std::string& text) {
-  std::string kept;
-  std::istringstream lines(text);
-  for (std::string line; std::getline(lines, line);) {
-    if (!line.empty()) kept += line + "\n";
-  }
-  return kept;
 }
 
 std::string Entry(const std::string& extra) {
@@ -80,6 +73,16 @@ class StartupTaskTest : public ::testing::Test {
     fs::remove_all(root_, ignored);
   }
 
+  // Replaces the entries of the user and of both system directories with
+  // Entry(keys); nullptr leaves a directory without one.
+  void LayOut(const char* user, const char* system1, const char* system2) const {
+    for (const auto& [directory, text] :
+         {std::pair{"home", user}, std::pair{"sys1", system1}, std::pair{"sys2", system2}}) {
+      fs::remove_all(root_ / directory);
+      if (text) WriteText(root_ / directory / "autostart" / kFileName, Entry(text));
+    }
+  }
+
   StartupTask Task() const { return StartupTask::GetAsync(package_, "DaemonLauncher").Get(); }
   fs::path UserEntry() const { return root_ / "home" / "autostart" / kFileName; }
   fs::path Executable() const {
@@ -90,136 +93,84 @@ class StartupTaskTest : public ::testing::Test {
   Package package_;
 };
 
-struct MappingRow {
-  const char* desc;
-  const char* user;  // nullptr: no file
-  const char* system1;
-  const char* system2;
-  StartupTaskState state;
-  StartupTaskState afterEnable;   // from the same files, after RequestEnableAsync
-  StartupTaskState afterDisable;  // from the same files, after Disable
-  // Why dex, the independent reader below, cannot judge the row; nullptr
-  // when it reads the files as a session does.
-  const char* dexBlindSpot;
-};
-
-using S = StartupTaskState;
-const std::string kOn = Entry("");
-const std::string kHidden = Entry("Hidden=true\n");
-const std::string kGnomeOff = Entry("X-GNOME-Autostart-enabled=false\n");
-const std::string kOtherDesktop = Entry("OnlyShowIn=Elsewhere;\n");
-const std::string kThisDesktopOnly = Entry("OnlyShowIn=Elsewhere;Shared;\n");
-const std::string kNotHere = Entry("NotShowIn=Test;\n");
-const std::string kTryMissing = Entry("TryExec=/nonexistent/program\n");
-const std::string kTryShell = Entry("TryExec=sh\n");
-const std::string kBroken = "[Desktop Entry\nType=Application\n";
-
-constexpr const char* kGnomeKey = "dex does not read GNOME's X-GNOME-Autostart-enabled";
-
-const MappingRow kMappingRows[] = {
-    {"nothing anywhere", nullptr, nullptr, nullptr, S::Disabled, S::Enabled, S::Disabled, nullptr},
-    {"user entry on", kOn.c_str(), nullptr, nullptr, S::Enabled, S::Enabled, S::DisabledByUser,
-     nullptr},
-    {"user entry hidden", kHidden.c_str(), nullptr, nullptr, S::DisabledByUser, S::Enabled,
-     S::DisabledByUser, nullptr},
-    {"user entry switched off for GNOME", kGnomeOff.c_str(), nullptr, nullptr, S::DisabledByUser,
-     S::Enabled, S::DisabledByUser, kGnomeKey},
-    {"user entry for another desktop only keeps its key", kOtherDesktop.c_str(), nullptr, nullptr,
-     S::DisabledByUser, S::DisabledByUser, S::DisabledByUser, nullptr},
-    {"user entry for this desktop among others", kThisDesktopOnly.c_str(), nullptr, nullptr,
-     S::Enabled, S::Enabled, S::DisabledByUser, "dex matches one desktop name only"},
-    {"user entry not for this desktop", kNotHere.c_str(), nullptr, nullptr, S::DisabledByUser,
-     S::DisabledByUser, S::DisabledByUser, nullptr},
-    {"user entry whose TryExec is missing", kTryMissing.c_str(), nullptr, nullptr,
-     S::DisabledByUser, S::DisabledByUser, S::DisabledByUser, nullptr},
-    {"user entry whose TryExec is on PATH", kTryShell.c_str(), nullptr, nullptr, S::Enabled,
-     S::Enabled, S::DisabledByUser, nullptr},
-    {"administrator's entry on", nullptr, kOn.c_str(), nullptr, S::EnabledByPolicy,
-     S::EnabledByPolicy, S::EnabledByPolicy, nullptr},
-    {"administrator's entry hidden", nullptr, kHidden.c_str(), nullptr, S::DisabledByPolicy,
-     S::DisabledByPolicy, S::DisabledByPolicy, nullptr},
-    {"administrator's entry off by default", nullptr, kGnomeOff.c_str(), nullptr, S::Disabled,
-     S::Enabled, S::Disabled, kGnomeKey},
-    {"administrator's entry for another desktop", nullptr, kOtherDesktop.c_str(), nullptr,
-     S::Disabled, S::Enabled, S::Disabled, nullptr},
-    {"user entry on over a hidden administrator's entry", kOn.c_str(), kHidden.c_str(), nullptr,
-     S::Enabled, S::Enabled, S::DisabledByPolicy, nullptr},
-    {"user entry hidden over an administrator's entry on", kHidden.c_str(), kOn.c_str(), nullptr,
-     S::DisabledByUser, S::Enabled, S::DisabledByUser, nullptr},
-    {"both hidden", kHidden.c_str(), kHidden.c_str(), nullptr, S::DisabledByPolicy,
-     S::DisabledByPolicy, S::DisabledByPolicy, nullptr},
-    {"only the second system directory hides it", nullptr, nullptr, kHidden.c_str(),
-     S::DisabledByPolicy, S::DisabledByPolicy, S::DisabledByPolicy, nullptr},
-    {"the first system directory wins over the second", nullptr, kOn.c_str(), kHidden.c_str(),
-     S::EnabledByPolicy, S::EnabledByPolicy, S::EnabledByPolicy, nullptr},
-    {"an unparseable user entry starts nothing", kBroken.c_str(), nullptr, nullptr,
-     S::DisabledByUser, S::DisabledByUser, S::DisabledByUser, nullptr},
-};
-
-// Lays a row's files out under a fresh user directory and fresh system
-// directories named after `tag`.
-void LayOut(const fs::path& root, const MappingRow& row, const std::string& tag) {
-  setenv("XDG_CONFIG_HOME", (root / (tag + "home")).string().c_str(), 1);
-  const std::string dirs =
-      (root / (tag + "sys1")).string() + ":" + (root / (tag + "sys2")).string();
-  setenv("XDG_CONFIG_DIRS", dirs.c_str(), 1);
-  const auto place = [&](const char* text, const std::string& directory) {
-    if (text) WriteText(root / directory / "autostart" / kFileName, text);
-  };
-  place(row.user, tag + "home");
-  place(row.system1, tag + "sys1");
-  place(row.system2, tag + "sys2");
-}
-
 TEST_F(StartupTaskTest, FileContentsMapToStatesAndToWhatEnableAndDisableDo) {
-  // One task object for every row: the state must follow the environment and
-  // the files, never a cached answer.
+  constexpr const char* kBroken = "[broken\n";  // the rest of the entry cannot be read
+  struct Row {
+    const char* desc;
+    // Keys added to an entry of the user and of each system directory;
+    // nullptr: no file there.
+    const char* user;
+    const char* system1;
+    const char* system2;
+    S state;
+    S afterEnable;   // from the same files, after RequestEnableAsync
+    S afterDisable;  // from the same files, after Disable
+  } rows[] = {
+      {"nothing anywhere", nullptr, nullptr, nullptr, S::Disabled, S::Enabled, S::Disabled},
+      {"user's on", "", nullptr, nullptr, S::Enabled, S::Enabled, S::DisabledByUser},
+      {"user's hidden", "Hidden=true\n", nullptr, nullptr, S::DisabledByUser, S::Enabled,
+       S::DisabledByUser},
+      {"user's off for GNOME", "X-GNOME-Autostart-enabled=false\n", nullptr, nullptr,
+       S::DisabledByUser, S::Enabled, S::DisabledByUser},
+      {"user's for another desktop keeps its key", "OnlyShowIn=Elsewhere;\n", nullptr, nullptr,
+       S::DisabledByUser, S::DisabledByUser, S::DisabledByUser},
+      {"user's for this desktop among others", "OnlyShowIn=Elsewhere;Shared;\n", nullptr, nullptr,
+       S::Enabled, S::Enabled, S::DisabledByUser},
+      {"user's not for this desktop", "NotShowIn=Test;\n", nullptr, nullptr, S::DisabledByUser,
+       S::DisabledByUser, S::DisabledByUser},
+      {"user's TryExec missing", "TryExec=/nonexistent/program\n", nullptr, nullptr,
+       S::DisabledByUser, S::DisabledByUser, S::DisabledByUser},
+      {"user's TryExec on PATH", "TryExec=sh\n", nullptr, nullptr, S::Enabled, S::Enabled,
+       S::DisabledByUser},
+      {"administrator's on", nullptr, "", nullptr, S::EnabledByPolicy, S::EnabledByPolicy,
+       S::EnabledByPolicy},
+      {"administrator's hidden", nullptr, "Hidden=true\n", nullptr, S::DisabledByPolicy,
+       S::DisabledByPolicy, S::DisabledByPolicy},
+      {"administrator's off by default", nullptr, "X-GNOME-Autostart-enabled=false\n", nullptr,
+       S::Disabled, S::Enabled, S::Disabled},
+      {"user's on over administrator's hidden", "", "Hidden=true\n", nullptr, S::Enabled,
+       S::Enabled, S::DisabledByPolicy},
+      {"user's hidden over administrator's on", "Hidden=true\n", "", nullptr, S::DisabledByUser,
+       S::Enabled, S::DisabledByUser},
+      {"only the second system directory hides it", nullptr, nullptr, "Hidden=true\n",
+       S::DisabledByPolicy, S::DisabledByPolicy, S::DisabledByPolicy},
+      {"the first system directory wins", nullptr, "", "Hidden=true\n", S::EnabledByPolicy,
+       S::EnabledByPolicy, S::EnabledByPolicy},
+      {"an unparseable user entry starts nothing", kBroken, nullptr, nullptr, S::DisabledByUser,
+       S::DisabledByUser, S::DisabledByUser},
+  };
+  // One task object for every row: the state must follow the files, never a
+  // cached answer.
   const StartupTask task = Task();
-  int index = 0;
-  for (const MappingRow& row : kMappingRows) {
+  for (const Row& row : rows) {
     SCOPED_TRACE(row.desc);
-    const std::string tag = "row" + std::to_string(index++);
-    LayOut(root_, row, tag + "a");
+    LayOut(row.user, row.system1, row.system2);
     EXPECT_EQ(task.State(), row.state);
-    if (row.user == kBroken.c_str()) {
+    if (row.user == kBroken) {
       // Neither direction may overwrite a file it cannot read back.
       EXPECT_THROW(task.RequestEnableAsync().Get(), hresult_error);
       EXPECT_THROW(task.Disable(), hresult_error);
-      EXPECT_EQ(ReadText(task.UserEntryPath()), kBroken);
+      EXPECT_EQ(ReadText(UserEntry()), Entry(kBroken));
       continue;
     }
     EXPECT_EQ(task.RequestEnableAsync().Get(), row.afterEnable);
     EXPECT_EQ(task.State(), row.afterEnable);
-
-    LayOut(root_, row, tag + "b");
+    LayOut(row.user, row.system1, row.system2);
     task.Disable();
     EXPECT_EQ(task.State(), row.afterDisable);
     // Disabling never creates a file: an administrator's entry stays policy.
-    EXPECT_EQ(fs::exists(task.UserEntryPath()), row.user != nullptr);
+    EXPECT_EQ(fs::exists(UserEntry()), row.user != nullptr);
   }
 }
 
 TEST_F(StartupTaskTest, HandEditedEntryKeepsEverythingButOurKeys) {
   const std::string original =
-      "# Mine: started with a delay\n"
-      "[Desktop Entry]\n"
-      "Type=Application\n"
-      "# the name I like\n"
-      "Name=Keyboard helper\n"
-      "Name[de]=Tastaturhelfer\n"
-      "Comment=Starts the keyboard helper\n"
-      "Comment[fr]=Démarre l'assistant\n"
-      "Exec=/bin/true\n"
-      "X-GNOME-Autostart-Delay=10\n"
-      "Hidden=true\n"
-      "\n"
-      "[Desktop Action Extra]\n"
-      "Name=Extra\n"
-      "Exec=/bin/false\n";
+      "# Mine\n[Desktop Entry]\nType=Application\n# the name I like\nName=Keyboard helper\n"
+      "Name[de]=Tastaturhelfer\nExec=/bin/true\nX-GNOME-Autostart-Delay=10\nHidden=true\n\n"
+      "[Desktop Action Extra]\nExec=/bin/false\n";
   WriteText(UserEntry(), original);
   fs::permissions(UserEntry(), fs::perms::owner_read | fs::perms::owner_write);
   const StartupTask task = Task();
-
   ASSERT_EQ(task.RequestEnableAsync().Get(), S::Enabled);
   task.Disable();
   const std::string text = ReadText(UserEntry());
@@ -227,24 +178,19 @@ TEST_F(StartupTaskTest, HandEditedEntryKeepsEverythingButOurKeys) {
   // comments and translations included, stays where it was. A missing key is
   // added at the end of its group. Blank lines are GKeyFile's to place.
   const std::string expected =
-      "# Mine: started with a delay\n"
-      "[Desktop Entry]\n"
-      "Type=Application\n"
-      "# the name I like\n"
-      "Name=Test keyboard service\n"
-      "Name[de]=Tastaturhelfer\n"
-      "Comment=Starts the keyboard helper\n"
-      "Comment[fr]=Démarre l'assistant\n"
-      "Exec=\"" +
+      "# Mine\n[Desktop Entry]\nType=Application\n"
+      "# the name I like\nName=Test keyboard service\n"
+      "Name[de]=Tastaturhelfer\nExec=\"" +
       Executable().string() +
-      "\" --background\n"
-      "X-GNOME-Autostart-Delay=10\n"
-      "Hidden=true\n"
+      "\" --background\nX-GNOME-Autostart-Delay=10\nHidden=true\n"
       "X-GNOME-Autostart-enabled=false\n"
-      "[Desktop Action Extra]\n"
-      "Name=Extra\n"
-      "Exec=/bin/false\n";
-  EXPECT_EQ(WithoutBlankLines(text), expected);
+      "[Desktop Action Extra]\nExec=/bin/false\n";
+  std::string withoutBlankLines;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.empty()) withoutBlankLines += line + "\n";
+  }
+  EXPECT_EQ(withoutBlankLines, expected);
   // A second round changes nothing more, blank lines included.
   ASSERT_EQ(task.RequestEnableAsync().Get(), S::Enabled);
   task.Disable();
@@ -252,11 +198,7 @@ TEST_F(StartupTaskTest, HandEditedEntryKeepsEverythingButOurKeys) {
   EXPECT_EQ(fs::status(UserEntry()).permissions() & fs::perms::mask,
             fs::perms::owner_read | fs::perms::owner_write);
   // Each write went through a temporary file, renamed: nothing else is left.
-  std::vector<fs::path> left;
-  for (const auto& item : fs::directory_iterator(UserEntry().parent_path())) {
-    left.push_back(item.path());
-  }
-  EXPECT_EQ(left, std::vector<fs::path>{UserEntry()});
+  EXPECT_EQ(std::distance(fs::directory_iterator(UserEntry().parent_path()), {}), 1);
 }
 
 TEST_F(StartupTaskTest, WritesThroughASymbolicLinkAndKeepsTheLink) {
@@ -264,31 +206,15 @@ TEST_F(StartupTaskTest, WritesThroughASymbolicLinkAndKeepsTheLink) {
   WriteText(target, Entry(""));
   fs::create_directories(UserEntry().parent_path());
   fs::create_symlink(target, UserEntry());
-
   Task().Disable();
   EXPECT_TRUE(fs::is_symlink(UserEntry()));
   EXPECT_NE(ReadText(target).find("Hidden=true"), std::string::npos);
   EXPECT_EQ(Task().State(), S::DisabledByUser);
 }
 
-TEST_F(StartupTaskTest, UndeclaredTaskFailsWithAPlatformErrorNamingIt) {
-  try {
-    StartupTask::GetAsync(package_, "NoSuchTask").Get();
-    FAIL() << "an undeclared task must not be found";
-  } catch (const hresult_error& error) {
-    EXPECT_EQ(error.code(), error_codes::kInvalidArgument);
-    EXPECT_EQ(error.message(), "The package declares no start-up task \"NoSuchTask\"");
-  }
-}
-
-// Runs a program with this process's environment; its exit status and its
-// standard output and error, joined.
-struct ToolRun {
-  bool exitedZero = false;
-  std::string output;
-};
-
-ToolRun RunTool(std::vector<std::string> arguments) {
+// Runs a program with this process's environment; whether it exited with 0,
+// and its standard output and error, joined.
+std::pair<bool, std::string> RunTool(std::vector<std::string> arguments) {
   std::vector<char*> argv;
   for (auto& argument : arguments) argv.push_back(argument.data());
   argv.push_back(nullptr);
@@ -296,106 +222,66 @@ ToolRun RunTool(std::vector<std::string> arguments) {
   gchar* err = nullptr;
   gint status = 0;
   GError* error = nullptr;
-  ToolRun run;
   if (!g_spawn_sync(nullptr, argv.data(), nullptr, G_SPAWN_SEARCH_PATH, nullptr, nullptr, &out,
                     &err, &status, &error)) {
-    run.output = error->message;
+    std::string message = error->message;
     g_error_free(error);
-    return run;
+    return {false, message};
   }
-  run.exitedZero = g_spawn_check_wait_status(status, nullptr);
-  run.output = std::string(out ? out : "") + (err ? err : "");
+  std::pair<bool, std::string> run{g_spawn_check_wait_status(status, nullptr),
+                                   std::string(out ? out : "") + (err ? err : "")};
   g_free(out);
   g_free(err);
   return run;
 }
 
-::testing::AssertionResult Installed(const char* program, const char* package) {
-  std::unique_ptr<gchar, decltype(&g_free)> found(g_find_program_in_path(program), g_free);
-  if (found) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << program << " is not installed: it comes with the Debian "
-                                       << "package " << package << " (scripts/install-deps.sh)";
-}
-
-// dex's dry run of the session's autostart for the desktop "Test".
-ToolRun DexDryRun() {
-  return RunTool({"dex", "--verbose", "--autostart", "--dry-run", "-e", "Test"});
-}
-
 // dex, a Python reader of autostart entries, and desktop-file-validate are
-// independent of this code; they must read our files as we mean them.
+// independent of this code; they must read our files as we mean them. dex
+// reads the same XDG variables and runs the session for the desktop "Test".
 TEST_F(StartupTaskTest, DexStartsTheEnabledEntryAndDesktopFileValidateAcceptsIt) {
-  ASSERT_TRUE(Installed("dex", "dex"));
-  ASSERT_TRUE(Installed("desktop-file-validate", "desktop-file-utils"));
+  for (const char* program : {"dex", "desktop-file-validate"}) {
+    const std::unique_ptr<gchar, decltype(&g_free)> found(g_find_program_in_path(program), g_free);
+    ASSERT_TRUE(found) << program << " is not installed (Debian packages dex and "
+                       << "desktop-file-utils; scripts/install-deps.sh)";
+  }
   const StartupTask task = Task();
-  const std::string command = "Executing command: " + Executable().string() + " --background";
+  const std::vector<std::string> dryRun = {"dex",       "--verbose", "--autostart",
+                                           "--dry-run", "-e",        "Test"};
+  const std::vector<std::string> validate = {"desktop-file-validate", UserEntry().string()};
 
   ASSERT_EQ(task.RequestEnableAsync().Get(), S::Enabled);
-  ToolRun dex = DexDryRun();
-  ASSERT_TRUE(dex.exitedZero) << dex.output;
-  EXPECT_NE(dex.output.find("Autostart file: " + UserEntry().string()), std::string::npos)
-      << dex.output;
-  EXPECT_NE(dex.output.find(command), std::string::npos) << dex.output;
-  ToolRun validate = RunTool({"desktop-file-validate", UserEntry().string()});
-  EXPECT_TRUE(validate.exitedZero) << validate.output;
-  EXPECT_EQ(validate.output, "");
+  auto [exitedZero, output] = RunTool(dryRun);
+  ASSERT_TRUE(exitedZero) << output;
+  EXPECT_NE(output.find("Autostart file: " + UserEntry().string()), std::string::npos) << output;
+  EXPECT_NE(output.find("Executing command: " + Executable().string() + " --background"),
+            std::string::npos)
+      << output;
+  EXPECT_EQ(RunTool(validate), std::pair(true, std::string()));
 
   task.Disable();
-  dex = DexDryRun();
-  ASSERT_TRUE(dex.exitedZero) << dex.output;
-  EXPECT_EQ(dex.output.find("Executing command"), std::string::npos) << dex.output;
-  EXPECT_NE(dex.output.find("hidden attribute is set: " + UserEntry().string()), std::string::npos)
-      << dex.output;
-  validate = RunTool({"desktop-file-validate", UserEntry().string()});
-  EXPECT_TRUE(validate.exitedZero) << validate.output;
-  EXPECT_EQ(validate.output, "");
+  std::tie(exitedZero, output) = RunTool(dryRun);
+  ASSERT_TRUE(exitedZero) << output;
+  EXPECT_EQ(output.find("Executing command"), std::string::npos) << output;
+  EXPECT_NE(output.find("hidden attribute is set: " + UserEntry().string()), std::string::npos)
+      << output;
+  EXPECT_EQ(RunTool(validate), std::pair(true, std::string()));
 }
-
-TEST_F(StartupTaskTest, DexRunsSomethingExactlyWhenTheStateSaysEnabled) {
-  ASSERT_TRUE(Installed("dex", "dex"));
-  const StartupTask task = Task();
-  int index = 0;
-  for (const MappingRow& row : kMappingRows) {
-    SCOPED_TRACE(row.desc);
-    const std::string tag = "dex" + std::to_string(index++);
-    if (row.dexBlindSpot) continue;
-    LayOut(root_, row, tag);
-    const StartupTaskState state = task.State();
-    const ToolRun dex = DexDryRun();
-    ASSERT_TRUE(dex.exitedZero) << dex.output;
-    const bool runs = dex.output.find("Executing command") != std::string::npos;
-    EXPECT_EQ(runs, state == S::Enabled || state == S::EnabledByPolicy) << dex.output;
-  }
-}
-
-struct QuotingRow {
-  const char* desc;
-  const char* executable;
-  std::vector<std::string> arguments;
-  const char* want;
-};
 
 // Expected values follow the Desktop Entry rules for Exec by hand.
-const QuotingRow kQuotingRows[] = {
-    {"plain words stay bare", "/usr/bin/helper", {"--background"}, "/usr/bin/helper --background"},
-    {"a blank in the path", "/opt/my apps/helper", {}, "\"/opt/my apps/helper\""},
-    {"an empty argument", "/bin/helper", {""}, "/bin/helper \"\""},
-    {"escaped inside quotes",
-     "/bin/helper",
-     {"a\"b`c$d\\e"},
-     "/bin/helper \"a\\\"b\\`c\\$d\\\\e\""},
-    {"reserved but not escaped",
-     "/bin/helper",
-     {"it's;(x)*?#~<>|&"},
-     "/bin/helper \"it's;(x)*?#~<>|&\""},
-    {"percent is doubled", "/bin/helper", {"100%", "50% off"}, "/bin/helper 100%% \"50%% off\""},
-    {"tab and newline quote", "/bin/helper", {"a\tb", "c\nd"}, "/bin/helper \"a\tb\" \"c\nd\""},
-};
-
 TEST(DesktopEntryCommandLineTest, QuotesByTheDesktopEntryRules) {
-  for (const QuotingRow& row : kQuotingRows) {
+  struct Row {
+    const char* desc;
+    std::vector<std::string> arguments;
+    const char* want;
+  } rows[] = {
+      {"an empty argument", {""}, "/bin/helper \"\""},
+      {"escaped inside quotes", {"a\"b`c$d\\e"}, "/bin/helper \"a\\\"b\\`c\\$d\\\\e\""},
+      {"reserved but not escaped", {"it's;(x)*?#~<>|&"}, "/bin/helper \"it's;(x)*?#~<>|&\""},
+      {"percent is doubled", {"100%", "50% off"}, "/bin/helper 100%% \"50%% off\""},
+  };
+  for (const Row& row : rows) {
     SCOPED_TRACE(row.desc);
-    EXPECT_EQ(DesktopEntryCommandLine(row.executable, row.arguments), row.want);
+    EXPECT_EQ(DesktopEntryCommandLine("/bin/helper", row.arguments), row.want);
   }
 }
 
