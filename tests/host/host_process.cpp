@@ -2,13 +2,11 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
-#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -25,10 +23,11 @@ std::string ReadFile(const fs::path& file) {
   return text.str();
 }
 
-// Forks and execs; the child gets its own process group, so that everything
-// it starts can be killed together.
+// Forks and execs with the calling environment changed by `environment`
+// ("NAME=value" sets, a bare "NAME" removes). The child gets its own process
+// group, so that everything it starts can be killed together.
 pid_t Spawn(const std::vector<std::string>& argv, const std::vector<std::string>& environment,
-            int stdoutFd, int stderrFd, int keepFd) {
+            int stdoutFd, int stderrFd, int keepFd = -1) {
   std::vector<char*> args;
   for (const auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
   args.push_back(nullptr);
@@ -36,8 +35,8 @@ pid_t Spawn(const std::vector<std::string>& argv, const std::vector<std::string>
   if (pid < 0) throw std::runtime_error("fork failed");
   if (pid == 0) {
     setpgid(0, 0);
-    if (stdoutFd >= 0) dup2(stdoutFd, STDOUT_FILENO);
-    if (stderrFd >= 0) dup2(stderrFd, STDERR_FILENO);
+    dup2(stdoutFd, STDOUT_FILENO);
+    dup2(stderrFd, STDERR_FILENO);
     for (int fd = 3; fd < 1024; ++fd) {
       if (fd != keepFd) close(fd);
     }
@@ -56,17 +55,6 @@ pid_t Spawn(const std::vector<std::string>& argv, const std::vector<std::string>
 }
 
 }  // namespace
-
-TempDirectory::TempDirectory() {
-  std::string pattern = (fs::temp_directory_path() / "tessarel-test-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-  path_ = pattern;
-}
-
-TempDirectory::~TempDirectory() {
-  std::error_code ignored;
-  fs::remove_all(path_, ignored);
-}
 
 XServer::XServer() {
   int fds[2];
@@ -87,25 +75,30 @@ XServer::XServer() {
 }
 
 XServer::~XServer() {
-  if (pid_ > 0) {
-    kill(pid_, SIGTERM);
-    waitpid(pid_, nullptr, 0);
-  }
+  kill(pid_, SIGTERM);
+  waitpid(pid_, nullptr, 0);
 }
 
 Session::Session() {
+  std::string pattern = (fs::temp_directory_path() / "tessarel-test-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+  root_ = pattern;
   for (const char* name : {"runtime", "data", "cache", "config"}) {
-    fs::create_directories(root_.Path() / name);
+    fs::create_directories(root_ / name);
   }
-  fs::permissions(root_.Path() / "runtime", fs::perms::owner_all, fs::perm_options::replace);
+  fs::permissions(root_ / "runtime", fs::perms::owner_all, fs::perm_options::replace);
+}
+
+Session::~Session() {
+  std::error_code ignored;
+  fs::remove_all(root_, ignored);
 }
 
 std::vector<std::string> Session::Environment() const {
-  const fs::path& root = root_.Path();
-  return {"XDG_RUNTIME_DIR=" + (root / "runtime").string(),
-          "XDG_DATA_HOME=" + (root / "data").string(),
-          "XDG_CACHE_HOME=" + (root / "cache").string(),
-          "XDG_CONFIG_HOME=" + (root / "config").string()};
+  return {"XDG_RUNTIME_DIR=" + (root_ / "runtime").string(),
+          "XDG_DATA_HOME=" + (root_ / "data").string(),
+          "XDG_CACHE_HOME=" + (root_ / "cache").string(),
+          "XDG_CONFIG_HOME=" + (root_ / "config").string()};
 }
 
 std::vector<std::string> ProcessRun::Lines(std::string_view prefix) const {
@@ -122,14 +115,39 @@ std::string ProcessRun::Line(std::string_view prefix) const {
   return lines.empty() ? std::string() : lines.front();
 }
 
-ProcessRun RunProcess(const std::vector<std::string>& argv,
-                      const std::vector<std::string>& environment, std::chrono::seconds timeout) {
-  TempDirectory capture;
-  const fs::path outFile = capture.Path() / "out";
-  const fs::path errFile = capture.Path() / "err";
-  const int outFd = open(outFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-  const int errFd = open(errFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-  const pid_t pid = Spawn(argv, environment, outFd, errFd, -1);
+std::string ProcessRun::Describe() const {
+  std::ostringstream text;
+  text << "exited=" << exited << " status=" << status << " signal=" << signal
+       << " timedOut=" << timedOut << "\n--- stdout ---\n"
+       << out << "\n--- stderr ---\n"
+       << err;
+  return text.str();
+}
+
+ProcessRun RunTessarel(const XServer& display, const Session& session,
+                       const std::vector<std::string>& arguments, const fs::path& program,
+                       std::chrono::seconds timeout) {
+  std::vector<std::string> argv = {program.string()};
+  argv.insert(argv.end(), arguments.begin(), arguments.end());
+  std::vector<std::string> environment = session.Environment();
+  environment.insert(environment.end(), {
+                                            "DISPLAY=" + display.Display(),
+                                            "GDK_BACKEND=x11",
+                                            "WAYLAND_DISPLAY=",
+                                            // No session bus, accessibility bus or portals: a test
+                                            // session has none, and the host needs none.
+                                            "DBUS_SESSION_BUS_ADDRESS",
+                                            "GTK_A11Y=none",
+                                            "NO_AT_BRIDGE=1",
+                                            "GTK_USE_PORTAL=0",
+                                            // Set and empty: no companion is started.
+                                            "TESSAREL_COMPANION=",
+                                        });
+  const fs::path outFile = session.Root() / "stdout";
+  const fs::path errFile = session.Root() / "stderr";
+  const int outFd = open(outFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  const int errFd = open(errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  const pid_t pid = Spawn(argv, environment, outFd, errFd);
   close(outFd);
   close(errFd);
 
@@ -156,29 +174,6 @@ ProcessRun RunProcess(const std::vector<std::string>& argv,
   run.out = ReadFile(outFile);
   run.err = ReadFile(errFile);
   return run;
-}
-
-ProcessRun RunTessarel(const XServer& display, const Session& session,
-                       const std::vector<std::string>& arguments, std::chrono::seconds timeout,
-                       const fs::path& program) {
-  std::vector<std::string> argv = {program.string()};
-  argv.insert(argv.end(), arguments.begin(), arguments.end());
-  std::vector<std::string> environment = session.Environment();
-  environment.insert(environment.end(),
-                     {
-                         "DISPLAY=" + display.Display(),
-                         "GDK_BACKEND=x11",
-                         "WAYLAND_DISPLAY=",
-                         // No session bus, accessibility bus or portals: a test session has
-                         // none, and the host needs none.
-                         "DBUS_SESSION_BUS_ADDRESS",
-                         "GTK_A11Y=none",
-                         "NO_AT_BRIDGE=1",
-                         "GTK_USE_PORTAL=0",
-                         // Set and empty: no companion is started.
-                         "TESSAREL_COMPANION=",
-                     });
-  return RunProcess(argv, environment, timeout);
 }
 
 }  // namespace tessarel::testing

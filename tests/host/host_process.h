@@ -2,9 +2,9 @@
 // (Xvfb, display picked by the server itself), with its own XDG directories,
 // no session bus and no companion, capturing what it prints.
 //
-//   XServer display;                                  // one per test
-//   HostRun run = RunTessarel(display, sandbox, {"--bundle", file, "--console"});
-//   run.exited && run.status == 0;  run.Lines("bridge-test: ");
+//   XServer display;  Session session;
+//   ProcessRun run = RunTessarel(display, session, {"--bundle", file, "--console"});
+//   run.exited && run.status == 0;  run.Lines("[log] bridge-test: ");
 //
 // Thread-safety: test thread only.
 #pragma once
@@ -18,19 +18,6 @@
 #include <vector>
 
 namespace tessarel::testing {
-
-// A directory removed with everything in it when the object goes.
-class TempDirectory {
- public:
-  TempDirectory();
-  ~TempDirectory();
-  TempDirectory(const TempDirectory&) = delete;
-  TempDirectory& operator=(const TempDirectory&) = delete;
-  const std::filesystem::path& Path() const noexcept { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
 
 // An Xvfb server on a free display, stopped when the object goes.
 class XServer {
@@ -46,17 +33,21 @@ class XServer {
   std::string display_;
 };
 
-// The user's directories of one simulated session: XDG_RUNTIME_DIR (0700),
-// XDG_DATA_HOME, XDG_CACHE_HOME and XDG_CONFIG_HOME. Two runs that share a
+// A temporary directory with the user's directories of one simulated
+// session (XDG_RUNTIME_DIR at 0700, XDG_DATA_HOME, XDG_CACHE_HOME,
+// XDG_CONFIG_HOME), removed when the object goes. Two runs that share a
 // Session share their stored data.
 class Session {
  public:
   Session();
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
   std::vector<std::string> Environment() const;
-  const std::filesystem::path& Root() const noexcept { return root_.Path(); }
+  const std::filesystem::path& Root() const noexcept { return root_; }
 
  private:
-  TempDirectory root_;
+  std::filesystem::path root_;
 };
 
 struct ProcessRun {
@@ -69,19 +60,17 @@ struct ProcessRun {
 
   // The lines of standard output that start with `prefix`, prefix removed.
   std::vector<std::string> Lines(std::string_view prefix) const;
-  // The rest of the one line starting with `prefix`; empty when none.
+  // The rest of the first line starting with `prefix`; empty when none.
   std::string Line(std::string_view prefix) const;
+  // All of the above, for failure messages.
+  std::string Describe() const;
 };
 
-// Runs `argv` with the calling environment changed by `environment`
-// ("NAME=value" sets, a bare "NAME" removes), killing it after `timeout`.
-ProcessRun RunProcess(const std::vector<std::string>& argv,
-                      const std::vector<std::string>& environment, std::chrono::seconds timeout);
-
-// The build's tessarel (or `program`), on `display`, in `session`.
+// The build's tessarel (or `program`), on `display`, in `session`, killed
+// with everything it started after `timeout`.
 ProcessRun RunTessarel(const XServer& display, const Session& session,
                        const std::vector<std::string>& arguments,
-                       std::chrono::seconds timeout = std::chrono::seconds(60),
-                       const std::filesystem::path& program = TESSAREL_HOST_PROGRAM);
+                       const std::filesystem::path& program = TESSAREL_HOST_PROGRAM,
+                       std::chrono::seconds timeout = std::chrono::seconds(60));
 
 }  // namespace tessarel::testing

@@ -3,34 +3,18 @@
 //   "keys-test: ready"                 once the field is shown and focused
 //   "keys-test: keyDown <code>"        for each "keyDown" event from KeyBinderJs
 //   "keys-test: value <json string>"   each time the field's text changes
-// It follows the host's script bridge: it listens through TessarelNative's
-// DeviceEventEmitter and renders when the host calls runApplication.
 (function () {
   'use strict';
-  var native = globalThis.TessarelNative;
-  function report(line) {
-    console.log('keys-test: ' + line);
-  }
-  if (!native) {
-    report('error no TessarelNative');
-    return;
-  }
-  native.DeviceEventEmitter.addListener('keyDown', function (code) {
-    report('keyDown ' + code);
-  });
+  const native = globalThis.TessarelNative;
+  const report = (line) => console.log('keys-test: ' + line);
+  native.DeviceEventEmitter.addListener('keyDown', (code) => report('keyDown ' + code));
   native.setAppRegistry({
-    runApplication: function (componentName, parameters) {
-      var root = parameters.rootTag;
-      var field = document.createElement('input');
-      field.type = 'text';
-      field.setAttribute('aria-label', 'Typed keys');
-      field.style.cssText = 'font-size: 32px; width: 90%; margin: 24px;';
-      field.addEventListener('input', function () {
-        report('value ' + JSON.stringify(field.value));
-      });
-      root.appendChild(field);
+    runApplication(componentName, parameters) {
+      const field = document.createElement('input');
+      field.addEventListener('input', () => report('value ' + JSON.stringify(field.value)));
+      parameters.rootTag.appendChild(field);
       field.focus();
-      report('ready ' + componentName + ' focused=' + (document.activeElement === field));
+      report('ready focused=' + (document.activeElement === field));
     },
   });
 })();
