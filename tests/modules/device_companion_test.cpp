@@ -4,8 +4,8 @@
 // they would on the UI thread, with their replies coming back through it.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -23,8 +23,8 @@
 namespace tessarel::testing {
 namespace {
 
-// The script events the module emits, from whatever thread. Each one also
-// wakes the test thread's queue, which waits for them.
+// How often the module emitted each event, from whatever thread. Each event
+// also wakes the test thread's queue, which waits for them.
 class EventLog {
  public:
   explicit EventLog(std::shared_ptr<Dispatcher> wake) : wake_(std::move(wake)) {}
@@ -39,20 +39,20 @@ class EventLog {
   }
   std::size_t Count(const std::string& name) const {
     std::lock_guard lock(mutex_);
-    return static_cast<std::size_t>(std::count(names_.begin(), names_.end(), name));
+    return counts_.contains(name) ? counts_.at(name) : 0;
   }
 
  private:
   void Add(const char* name) {
     {
       std::lock_guard lock(mutex_);
-      names_.emplace_back(name);
+      ++counts_[name];
     }
     wake_->Post([] {});
   }
   std::shared_ptr<Dispatcher> wake_;
   mutable std::mutex mutex_;
-  std::vector<std::string> names_;
+  std::map<std::string, std::size_t> counts_;
 };
 
 class DeviceCompanionTest : public RuntimeDirectoryTest {
@@ -127,27 +127,20 @@ class DeviceCompanionTest : public RuntimeDirectoryTest {
 
 TEST_F(DeviceCompanionTest, KeyboardsShowTheActiveColourJustSet) {
   const nlohmann::json before = Keyboards();
-  ASSERT_TRUE(before.is_array());
-  ASSERT_EQ(before.size(), 2u);
+  ASSERT_EQ(before.size(), 2u) << before.dump();
   EXPECT_EQ(before[0]["id"], "TP12-4F2A-0001");
   EXPECT_EQ(before[0]["name"], "Tessarel Pad 12");
   EXPECT_EQ(before[0]["appPaths"].size(), 8u);
-  const nlohmann::json& keyBefore = before[0]["layers"][0]["keys"][1][2];
-  ASSERT_TRUE(keyBefore.is_object()) << before[0]["layers"][0]["keys"].dump();
-  EXPECT_NE(keyBefore["activeColor"], (nlohmann::json{{"b", 3}, {"g", 2}, {"r", 1}}));
+  const nlohmann::json colour = {{"b", 3}, {"g", 2}, {"r", 1}};
+  ASSERT_NE(before[0]["layers"][0]["keys"][1][2]["activeColor"], colour);
 
-  const nlohmann::json set = Ask([](TessarelJs& m, auto p) {
-    m.setLedActiveColor("TP12-4F2A-0001", 0, 2, 1, 1, 2, 3, std::move(p));
-  });
-  EXPECT_TRUE(set.is_null());
-
-  const nlohmann::json after = Keyboards();
-  EXPECT_EQ(after[0]["layers"][0]["keys"][1][2]["activeColor"],
-            (nlohmann::json{{"b", 3}, {"g", 2}, {"r", 1}}));
-  // Nothing else changed.
+  EXPECT_TRUE(Ask([](TessarelJs& m, auto p) {
+                m.setLedActiveColor("TP12-4F2A-0001", 0, 2, 1, 1, 2, 3, std::move(p));
+              }).is_null());
+  // That key's active colour changed, and nothing else.
   nlohmann::json expected = before;
-  expected[0]["layers"][0]["keys"][1][2]["activeColor"] = {{"b", 3}, {"g", 2}, {"r", 1}};
-  EXPECT_EQ(after, expected);
+  expected[0]["layers"][0]["keys"][1][2]["activeColor"] = colour;
+  EXPECT_EQ(Keyboards(), expected);
 }
 
 TEST_F(DeviceCompanionTest, UpdateRunsToCompletionWithFlashingNotifications) {
@@ -186,11 +179,6 @@ TEST_F(DeviceCompanionCancelTest, CancelStopsARunningUpdate) {
   ASSERT_TRUE(WaitForEvents("isFlashingUpdated", 2));
   EXPECT_EQ(IsFlashing(), false);
   EXPECT_EQ(FlashingState(), 0);
-
-  // Nothing more comes of the cancelled run: a new update may start.
-  EXPECT_EQ(Ask([&](TessarelJs& m, auto p) { m.updateDevice(JSValue(id), "fw", std::move(p)); }),
-            true);
-  EXPECT_TRUE(Ask([](TessarelJs& m, auto p) { m.setCancelUpdate(true, std::move(p)); }).is_null());
 }
 
 }  // namespace

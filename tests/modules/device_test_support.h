@@ -1,12 +1,7 @@
-// Helpers for the device method tests: a promise whose reply is recorded as
-// JSON text, with the thread it was settled on, and a readable form of a
-// request ValueSet that shows the boxed type of every entry, in order.
-//
-//   PromiseProbe probe;
-//   module->isFlashing(probe.Promise());
-//   ... answer the send, run the dispatcher ...
-//   probe.Text();          // [true]   or   [{"code":"EUNSPECIFIED","message":...}]
-//   Describe(request);     // method=s:isFlashing
+// Helpers for the device method tests: a promise that records its reply as
+// JSON text and the thread it settled on, and a request ValueSet written as
+// "key=type:value" entries in the set's order, so keys, order and boxed types
+// all show in one string.
 #pragma once
 
 #include <chrono>
@@ -24,13 +19,13 @@ namespace tessarel::testing {
 
 class PromiseProbe {
  public:
-  // A promise for one call; give it away (the test keeps no copy, so that a
-  // run that drops it shows "Promise destroyed.").
+  // The probe keeps no copy, so a run that drops the promise shows
+  // "Promise destroyed.". Every settlement is counted; the first is recorded.
   ReactPromise<JSValue> Promise() {
     auto writer = std::make_shared<JsonTextWriter>();
     auto record = [state = state_, writer](IJSValueWriter&) {
       std::lock_guard lock(state->mutex);
-      if (state->settleCount++ == 0) {
+      if (state->count++ == 0) {
         state->text = writer->Text();
         state->thread = std::this_thread::get_id();
       }
@@ -39,34 +34,30 @@ class PromiseProbe {
     return ReactPromise<JSValue>(writer, record, record);
   }
 
-  bool Settled() const { return SettleCount() > 0; }
-  // For runs that settle on another thread; the timeout only keeps a broken
-  // test from hanging.
-  bool WaitSettled(std::chrono::milliseconds timeout = std::chrono::seconds(10)) const {
+  // For settlements on another thread; the timeout only stops a broken test hanging.
+  bool WaitSettled() const {
     std::unique_lock lock(state_->mutex);
-    return state_->settled.wait_for(lock, timeout, [&] { return state_->settleCount > 0; });
+    return state_->settled.wait_for(lock, std::chrono::seconds(10),
+                                    [&] { return state_->count > 0; });
   }
-  int SettleCount() const {
-    std::lock_guard lock(state_->mutex);
-    return state_->settleCount;
-  }
-  std::string Text() const {
-    std::lock_guard lock(state_->mutex);
-    return state_->text;
-  }
-  std::thread::id Thread() const {
-    std::lock_guard lock(state_->mutex);
-    return state_->thread;
-  }
+  bool Settled() const { return SettleCount() > 0; }
+  int SettleCount() const { return Read(&State::count); }
+  std::string Text() const { return Read(&State::text); }
+  std::thread::id Thread() const { return Read(&State::thread); }
 
  private:
   struct State {
     std::mutex mutex;
     std::condition_variable settled;
-    int settleCount = 0;
+    int count = 0;
     std::string text;
     std::thread::id thread;
   };
+  template <class T>
+  T Read(T State::*member) const {
+    std::lock_guard lock(state_->mutex);
+    return (*state_).*member;
+  }
   std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
@@ -78,17 +69,16 @@ inline std::string Rejected(const std::string& message) {
   return R"([{"code":"EUNSPECIFIED","message":")" + message + R"(","userInfo":null}])";
 }
 
-// "key=type:value" per entry, in the set's order, separated by blanks.
+// Requests carry only strings and Int32s; any other type shows as its number.
 inline std::string Describe(const ValueSet& set) {
   std::string text;
   for (const auto& [key, value] : set) {
-    if (!text.empty()) text += ' ';
-    text += key + '=';
+    text += (text.empty() ? "" : " ") + key + '=';
     if (const auto* str = value.TryString()) {
       text += "s:" + *str;
     } else if (const auto* number = value.TryInt32()) {
       text += "i32:" + std::to_string(*number);
-    } else {  // no request carries other types: show only which one it was
+    } else {
       text += "type" + std::to_string(static_cast<int>(value.Type()));
     }
   }

@@ -5,7 +5,6 @@
 //   auto channel = std::make_shared<FakeChannel>();
 //   ActivateWithChannel(app, channel);               // App now holds it
 //   module->isFlashing(promise);
-//   channel->WaitForSends(1);
 //   channel->Request(0);                             // {"method": "isFlashing"}
 //   channel->Respond(0, Reply({{"result", Bool(true)}}));
 //
@@ -16,8 +15,6 @@
 // Thread-safety: every member may be called from any thread.
 #pragma once
 
-#include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -51,7 +48,6 @@ class FakeChannel : public AppServiceConnection::Channel {
       if (responder_) immediate = responder_(message);
       sends_.push_back({std::move(message), completion, immediate.has_value()});
     }
-    sent_.notify_all();
     auto operation = completion.Operation();
     if (immediate) completion.Complete(std::move(*immediate));
     return operation;
@@ -65,13 +61,6 @@ class FakeChannel : public AppServiceConnection::Channel {
   std::size_t SendCount() const {
     std::lock_guard lock(mutex_);
     return sends_.size();
-  }
-
-  // Blocks until `count` requests have been sent or the timeout passes.
-  bool WaitForSends(std::size_t count,
-                    std::chrono::milliseconds timeout = std::chrono::seconds(10)) const {
-    std::unique_lock lock(mutex_);
-    return sent_.wait_for(lock, timeout, [&] { return sends_.size() >= count; });
   }
 
   ValueSet Request(std::size_t index) const {
@@ -107,7 +96,6 @@ class FakeChannel : public AppServiceConnection::Channel {
   }
 
   mutable std::mutex mutex_;
-  mutable std::condition_variable sent_;
   std::vector<Send> sends_;
   Responder responder_;
 };

@@ -1,32 +1,23 @@
 // A stand-in for the script host, for module tests: a module builder that
-// records what a module registers and can call its methods, and a context
-// that records the events a module emits.
+// records what a module registers and calls its methods, and a context that
+// records the events a module emits.
 //
 //   FakeReactModuleBuilder builder;
-//   std::shared_ptr<void> module = TessarelJs_ModuleRegistration.Provider()(builder);
-//   builder.registrations;                    // in call order: "method keyboards", ...
-//   auto context = std::make_shared<FakeReactContext>();
+//   std::shared_ptr<void> module = registration.Provider()(builder);
+//   builder.DescribeRegistrations();          // "method keyboards 3", "initializer", ...
 //   builder.Initialize(context);              // runs the initializers in order
-//
 //   MethodResult result = builder.Call("sendDebugCommand", JSValueArray{JSValue(1)});
-//   result.callback;                          // MethodResult::Callback::Reject
-//   result.RejectMessage();                   // "Promise destroyed."
+//   auto call = builder.Invoke("keyboards", JSValueArray{});  // settles later
+//   call->Wait(std::chrono::seconds(5));
 //
-//   auto call = builder.Invoke("keyboards", JSValueArray{});   // settles later
-//   MethodResult later = call->Wait(std::chrono::seconds(5));
+// Call returns what the callbacks received by the time the method returned
+// (Callback::None when nothing had settled). The payload is the callback's
+// argument list: [value] for a resolution, [{"code", "message", "userInfo"}]
+// for a rejection. Every callback firing is counted.
 //
-//   context->Events();                        // {emitter, event name, args array}
-//
-// Call returns what the callbacks received by the time the method callback
-// returned (Callback::None when nothing had settled); Invoke hands back the
-// call itself, for bodies that settle on another thread or after a wait.
-// The payload is the argument list the callback was given: [value] for a
-// resolution, [{"code", "message", "userInfo"}] for a rejection. Every
-// callback firing is counted, so a test can see a promise answered twice.
-//
-// Thread-safety: a call may be settled on any thread, and events may be
-// emitted from any thread; Wait, Current and Events may be used meanwhile.
-// Registration and Call/Invoke themselves belong to the test's thread.
+// Thread-safety: calls may settle and events may be emitted on any thread,
+// while Wait, Current and Events are used; registration and Call/Invoke
+// belong to the test's thread.
 #pragma once
 
 #include <chrono>
@@ -107,33 +98,19 @@ class PendingCall {
 
 class FakeReactModuleBuilder : public IReactModuleBuilder {
  public:
-  // One AddInitializer or AddMethod call. `Describe` gives "initializer" or
-  // "method <name> <return kind as a number>", handy for comparing whole logs.
-  struct Registration {
-    bool isMethod;
-    std::string name;  // empty for an initializer
-    MethodReturnType returnType;
-    std::string Describe() const {
-      return isMethod ? "method " + name + " " + std::to_string(static_cast<int>(returnType))
-                      : "initializer";
-    }
-  };
-
   void AddInitializer(InitializerDelegate initializer) override {
-    registrations.push_back({false, "", MethodReturnType::Void});
+    registrations_.push_back("initializer");
     initializers.push_back(std::move(initializer));
   }
+  // Noted as "method <name> <return kind as a number>".
   void AddMethod(std::string name, MethodReturnType returnType, MethodDelegate method) override {
-    registrations.push_back({true, name, returnType});
+    registrations_.push_back("method " + name + " " + std::to_string(static_cast<int>(returnType)));
     methods.emplace(std::move(name), std::move(method));
   }
   void SetEventEmitterName(std::string name) override { eventEmitterName = std::move(name); }
 
-  std::vector<std::string> DescribeRegistrations() const {
-    std::vector<std::string> lines;
-    for (const Registration& registration : registrations) lines.push_back(registration.Describe());
-    return lines;
-  }
+  // Every AddInitializer and AddMethod call, in order.
+  std::vector<std::string> DescribeRegistrations() const { return registrations_; }
 
   // Runs every initializer, in the order they were added, as the host does.
   void Initialize(const std::shared_ptr<IReactContext>& context) const {
@@ -165,9 +142,11 @@ class FakeReactModuleBuilder : public IReactModuleBuilder {
   }
 
   std::string eventEmitterName;
-  std::vector<Registration> registrations;  // in call order
   std::vector<InitializerDelegate> initializers;
   std::map<std::string, MethodDelegate> methods;
+
+ private:
+  std::vector<std::string> registrations_;
 };
 
 class FakeReactContext : public IReactContext {
