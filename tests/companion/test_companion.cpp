@@ -1,14 +1,11 @@
 // A companion for the link's tests, built on the companion library and driven
 // through its standard input, one command a line:
 //
-//   send type=s:exit name=s:Pad      sends {"type": "exit", "name": "Pad"} and
-//                                    prints "reply <status> <entries>" or
-//                                    "error <code> <text>"
-//   burst 100 type=s:x               sends 100 at once; prints "burst <replies> <errors>"
-//   quit                             ends the process
+//   send type=s:exit name=s:Pad   sends {"type": "exit", "name": "Pad"} and prints
+//                                 "reply <status> <entries>" or "error <code> <text>"
 //
-// Entries are key=T:value with T one of s b i y u t, "%20" standing for a
-// blank in a value. It prints "connected <n>"
+// Entries are key=T:value with T one of s (string), b (boolean), y (uint8) or
+// u (uint32), "%20" standing for a blank in a value. It prints "connected <n>"
 // for each connection and "disconnected" when one ends. It serves the app's
 // requests "echo" (answers with the request) and "hold" (never returns: the
 // link thread stops, so every later request stays in flight).
@@ -28,7 +25,6 @@
 #include <sstream>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "companion/companion_client.h"
 
@@ -39,64 +35,43 @@ using namespace tessarel;
 std::string Format(const ValueSet& set) {
   std::string text;
   for (const auto& [key, value] : set) {
-    if (!text.empty()) text += ' ';
-    text += key + "=";
+    text += " " + key + "=";
     if (const auto* s = value.TryString())
       text += "s:" + *s;
     else if (const auto* b = value.TryBoolean())
       text += std::string("b:") + (*b ? "true" : "false");
-    else if (const auto* i = value.TryInt32())
-      text += "i:" + std::to_string(*i);
     else if (const auto* y = value.TryUInt8())
       text += "y:" + std::to_string(*y);
     else if (const auto* u = value.TryUInt32())
       text += "u:" + std::to_string(*u);
-    else if (const auto* t = value.TryUInt64())
-      text += "t:" + std::to_string(*t);
-    else if (const auto* nested = value.TryValueSet())
-      text += "{" + Format(*nested) + "}";
-  }
-  return text;
-}
-
-// "%20" in a value stands for a blank, which would end the word.
-std::string Unescape(std::string text) {
-  for (std::size_t at = text.find("%20"); at != std::string::npos; at = text.find("%20", at)) {
-    text.replace(at, 3, " ");
+    else
+      text += "?";
   }
   return text;
 }
 
 ValueSet Parse(std::istringstream& words) {
   ValueSet set;
-  std::string word;
-  while (words >> word) {
+  for (std::string word; words >> word;) {
     const auto equals = word.find('=');
     if (equals == std::string::npos || word.size() < equals + 3 || word[equals + 2] != ':')
       continue;
+    std::string value = word.substr(equals + 3);
+    for (auto at = value.find("%20"); at != std::string::npos; at = value.find("%20", at))
+      value.replace(at, 3, " ");
     const std::string key = word.substr(0, equals);
-    const char type = word[equals + 1];
-    const std::string value = Unescape(word.substr(equals + 3));
-    switch (type) {
+    switch (word[equals + 1]) {
       case 's':
         set.Insert(key, PropertyValue::CreateString(value));
         break;
       case 'b':
         set.Insert(key, PropertyValue::CreateBoolean(value == "true"));
         break;
-      case 'i':
-        set.Insert(key, PropertyValue::CreateInt32(std::stoi(value)));
-        break;
       case 'y':
         set.Insert(key, PropertyValue::CreateUInt8(static_cast<std::uint8_t>(std::stoul(value))));
         break;
       case 'u':
         set.Insert(key, PropertyValue::CreateUInt32(static_cast<std::uint32_t>(std::stoul(value))));
-        break;
-      case 't':
-        set.Insert(key, PropertyValue::CreateUInt64(std::stoull(value)));
-        break;
-      default:
         break;
     }
   }
@@ -117,21 +92,17 @@ int Probe(const char* socketPath) {
     return 0;
   }
   // The EXTERNAL mechanism names the uid in hex digits of its decimal text.
-  std::string uid = std::to_string(getuid());
   std::string hex;
-  char digit[3];
-  for (char c : uid) {
+  for (char c : std::to_string(getuid())) {
+    char digit[3];
     std::snprintf(digit, sizeof digit, "%02x", static_cast<unsigned char>(c));
     hex += digit;
   }
   const std::string hello = std::string(1, '\0') + "AUTH EXTERNAL " + hex + "\r\n";
-  if (send(fd, hello.data(), hello.size(), MSG_NOSIGNAL) < 0) {
-    Print("refused");
-    return 0;
-  }
   char answer[256];
-  const ssize_t got = recv(fd, answer, sizeof answer, 0);
-  Print(got > 2 && std::strncmp(answer, "OK", 2) == 0 ? "accepted" : "refused");
+  const bool ok = send(fd, hello.data(), hello.size(), MSG_NOSIGNAL) >= 0 &&
+                  recv(fd, answer, sizeof answer, 0) > 2 && std::strncmp(answer, "OK", 2) == 0;
+  Print(ok ? "accepted" : "refused");
   return 0;
 }
 
@@ -170,39 +141,18 @@ int main(int argc, char** argv) {
   client.OnDisconnected([] { Print("disconnected"); });
   client.Start();
 
-  std::string line;
-  while (std::getline(std::cin, line)) {
+  for (std::string line; std::getline(std::cin, line);) {
     std::istringstream words(line);
     std::string command;
-    words >> command;
-    if (command == "quit") break;
-    if (command == "send") {
-      try {
-        AppServiceResponse response = client.Notify(Parse(words)).Get(std::chrono::seconds(20));
-        Print("reply " + std::to_string(static_cast<std::uint32_t>(response.Status)) +
-              (response.Message.Empty() ? "" : " ") + Format(response.Message));
-      } catch (const hresult_error& error) {
-        char code[16];
-        std::snprintf(code, sizeof code, "0x%08X", static_cast<std::uint32_t>(error.code()));
-        Print(std::string("error ") + code + " " + error.message());
-      }
-    } else if (command == "burst") {
-      int count = 0;
-      words >> count;
-      const ValueSet message = Parse(words);
-      std::vector<IAsyncOperation<AppServiceResponse>> sends;
-      for (int i = 0; i < count; ++i) sends.push_back(client.Notify(message));
-      int replies = 0;
-      int errors = 0;
-      for (auto& send : sends) {
-        try {
-          send.Get(std::chrono::seconds(20));
-          ++replies;
-        } catch (const hresult_error&) {
-          ++errors;
-        }
-      }
-      Print("burst " + std::to_string(replies) + " " + std::to_string(errors));
+    if (!(words >> command) || command != "send") continue;
+    try {
+      const AppServiceResponse response = client.Notify(Parse(words)).Get(std::chrono::seconds(20));
+      Print("reply " + std::to_string(static_cast<std::uint32_t>(response.Status)) +
+            Format(response.Message));
+    } catch (const hresult_error& error) {
+      char code[16];
+      std::snprintf(code, sizeof code, "0x%08X", static_cast<std::uint32_t>(error.code()));
+      Print(std::string("error ") + code + " " + error.message());
     }
   }
   client.Stop();

@@ -1,8 +1,6 @@
 // What the link's tests share: a runtime directory of their own per test, the
 // programs they start, and a recorder for the activations a listener delivers.
-//
-// Thread-safety: ActivationRecorder::Record runs on the link thread, the
-// other members on the test's thread.
+// ActivationRecorder::Record runs on the link thread, the rest on the test's.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,6 +11,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -25,16 +24,12 @@ namespace tessarel::testing {
 inline std::filesystem::path ProgramDirectory() {
   return std::filesystem::read_symlink("/proc/self/exe").parent_path();
 }
-
-// Built next to the test programs (bin/ of the build tree).
 inline std::string TestCompanionPath() {
   return (ProgramDirectory() / "tessarel-test-companion").string();
 }
-
 // The build tree's own package layout: bin/../libexec/tessarel.
 inline std::string SimulatedCompanionPath() {
-  return (ProgramDirectory().parent_path() / "libexec" / "tessarel" / "tessarel-companion")
-      .string();
+  return (ProgramDirectory().parent_path() / "libexec/tessarel/tessarel-companion").string();
 }
 
 // Sets XDG_RUNTIME_DIR to a fresh directory for the test's life.
@@ -44,8 +39,7 @@ class RuntimeDirectoryTest : public ::testing::Test {
     char pattern[] = "/tmp/tessarel-link-test-XXXXXX";
     ASSERT_NE(mkdtemp(pattern), nullptr);
     runtimeDirectory_ = pattern;
-    const char* previous = std::getenv("XDG_RUNTIME_DIR");
-    if (previous) previousRuntimeDirectory_ = previous;
+    if (const char* previous = std::getenv("XDG_RUNTIME_DIR")) previousRuntimeDirectory_ = previous;
     setenv("XDG_RUNTIME_DIR", pattern, 1);
   }
   void TearDown() override {
@@ -56,56 +50,44 @@ class RuntimeDirectoryTest : public ::testing::Test {
     std::error_code ignored;
     std::filesystem::remove_all(runtimeDirectory_, ignored);
   }
-
-  std::filesystem::path SocketPath() const {
-    return runtimeDirectory_ / "tessarel" / "app-service";
-  }
+  std::filesystem::path SocketPath() const { return runtimeDirectory_ / "tessarel/app-service"; }
 
   std::filesystem::path runtimeDirectory_;
   std::string previousRuntimeDirectory_;
 };
 
-// The channels a listener has delivered, in order.
+// The channels a listener has delivered, in order; their deferrals are held
+// so that no activation ends before the test does.
 class ActivationRecorder {
  public:
   AppServiceListener::ActivationHandler Handler() {
-    return [this](const BackgroundActivatedEventArgs& args) { Record(args); };
+    return [this](const BackgroundActivatedEventArgs& args) {
+      const AppServiceConnection connection = args.TaskInstance->TriggerDetails()->Connection;
+      {
+        std::lock_guard lock(mutex_);
+        deferrals_.push_back(args.TaskInstance->GetDeferral());
+        connections_.push_back(connection);
+        // Inside the activation, as the app's own code: handlers registered
+        // here see the connection's first message.
+        if (onActivated_) onActivated_(connection);
+      }
+      changed_.notify_all();
+    };
   }
-
-  void Record(const BackgroundActivatedEventArgs& args) {
-    std::shared_ptr<const AppServiceTriggerDetails> details = args.TaskInstance->TriggerDetails();
-    {
-      std::lock_guard lock(mutex_);
-      deferrals_.push_back(args.TaskInstance->GetDeferral());
-      connections_.push_back(details->Connection);
-      if (onActivated_) onActivated_(details->Connection);
-    }
-    changed_.notify_all();
-  }
-
-  // Runs on the link thread inside the activation, as the app's own code
-  // would: handlers registered here see the connection's first message.
   void OnActivated(std::function<void(const AppServiceConnection&)> callback) {
     std::lock_guard lock(mutex_);
     onActivated_ = std::move(callback);
   }
-
-  // The count-th connection (1-based), waiting for it up to the timeout.
+  // The count-th connection (1-based), or an empty one when none came in time.
   AppServiceConnection WaitFor(std::size_t count,
                                std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
     std::unique_lock lock(mutex_);
     if (!changed_.wait_for(lock, timeout, [&] { return connections_.size() >= count; })) return {};
     return connections_[count - 1];
   }
-
   std::size_t Count() {
     std::lock_guard lock(mutex_);
     return connections_.size();
-  }
-
-  std::shared_ptr<BackgroundTaskDeferral> Deferral(std::size_t index) {
-    std::lock_guard lock(mutex_);
-    return deferrals_.at(index);
   }
 
  private:
@@ -116,8 +98,7 @@ class ActivationRecorder {
   std::function<void(const AppServiceConnection&)> onActivated_;
 };
 
-// Runs a shell command; its standard output and error together, and its
-// exit status.
+// A shell command's standard output and error together, and its wait status.
 struct CommandResult {
   std::string output;
   int status = -1;
@@ -127,8 +108,8 @@ inline CommandResult RunCommand(const std::string& command) {
   FILE* pipe = popen((command + " 2>&1").c_str(), "r");
   if (!pipe) return result;
   char chunk[1024];
-  std::size_t got = 0;
-  while ((got = fread(chunk, 1, sizeof chunk, pipe)) > 0) result.output.append(chunk, got);
+  for (std::size_t got; (got = fread(chunk, 1, sizeof chunk, pipe)) > 0;)
+    result.output.append(chunk, got);
   result.status = pclose(pipe);
   return result;
 }

@@ -1,15 +1,7 @@
-// A child process for the link's tests: started with posix_spawn, its
-// standard input and output on pipes, read line by line with a time limit.
-//
-//   Subprocess companion({TestCompanionPath(), "--socket", path});
-//   ASSERT_TRUE(companion.WaitForLine("connected 1"));
-//   companion.WriteLine("send type=s:exit");
-//   companion.Kill(SIGKILL);
-//
-// Standard error is inherited, so what the child reports shows in the test
-// log. The destructor kills a child that still runs and reaps it.
-//
-// Thread-safety: one thread per Subprocess.
+// A child process for the tests: started with posix_spawn, its standard input
+// and output on pipes, read line by line with a time limit. Standard error is
+// inherited, so what the child reports shows in the test log. The destructor
+// kills a child that still runs and reaps it. One thread per Subprocess.
 #pragma once
 
 #include <fcntl.h>
@@ -48,37 +40,27 @@ class Subprocess {
     stdin_ = input[1];
     stdout_ = output[0];
   }
-
   ~Subprocess() {
     if (Running()) Kill(SIGKILL);
     Wait();
     if (stdin_ >= 0) close(stdin_);
     if (stdout_ >= 0) close(stdout_);
   }
-
   Subprocess(const Subprocess&) = delete;
   Subprocess& operator=(const Subprocess&) = delete;
 
   bool Started() const { return pid_ > 0; }
-  pid_t Pid() const { return pid_; }
 
   void WriteLine(const std::string& line) {
     const std::string text = line + "\n";
-    ssize_t written = 0;
-    while (written < static_cast<ssize_t>(text.size())) {
+    for (std::size_t written = 0; written < text.size();) {
       const ssize_t now = write(stdin_, text.data() + written, text.size() - written);
       if (now <= 0) return;
-      written += now;
+      written += static_cast<std::size_t>(now);
     }
   }
 
-  void CloseInput() {
-    if (stdin_ >= 0) close(stdin_);
-    stdin_ = -1;
-  }
-
-  // The next line of output, or nullopt at the end of the output or when the
-  // time runs out.
+  // The next line of output; nullopt at its end or when the time runs out.
   std::optional<std::string> ReadLine(
       std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
@@ -108,7 +90,7 @@ class Subprocess {
     for (;;) {
       const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
           deadline - std::chrono::steady_clock::now());
-      std::optional<std::string> line = ReadLine(left);
+      const std::optional<std::string> line = ReadLine(left);
       if (!line) return false;
       if (*line == expected) return true;
     }
@@ -120,23 +102,17 @@ class Subprocess {
 
   bool Running() {
     if (pid_ <= 0 || exited_) return false;
-    int status = 0;
-    if (waitpid(pid_, &status, WNOHANG) == pid_) {
-      exited_ = true;
-      status_ = status;
-      return false;
-    }
-    return true;
+    if (waitpid(pid_, &status_, WNOHANG) != pid_) return true;
+    exited_ = true;
+    return false;
   }
 
   // Waits for the child to end; its wait status (see <sys/wait.h>).
   int Wait() {
     if (pid_ > 0 && !exited_) {
-      int status = 0;
-      while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
+      while (waitpid(pid_, &status_, 0) < 0 && errno == EINTR) {
       }
       exited_ = true;
-      status_ = status;
     }
     return status_;
   }
