@@ -128,6 +128,10 @@ struct CompanionClient::State : std::enable_shared_from_this<State> {
       ++connectionCount;
     }
     changed.notify_all();
+    // Speaking first tells the app at once that this is a companion and not a
+    // bus tool (which greets with Hello), so it does not wait out its grace
+    // period. A message without "type" is answered and otherwise ignored.
+    ready->Channel()->SendMessageAsync(ValueSet());
     Log("Connected to the app at " + options.socketPath.string());
     if (connected) connected();
   }

@@ -131,8 +131,10 @@ void ActivationDeferral::Complete() {
 
 // How long a new connection may take to greet us as a message bus before it
 // counts as a companion. Tools made for a bus send Hello right after the
-// handshake, in the same breath; a companion may stay silent until asked.
-constexpr std::uint64_t kGreetingGraceMicroseconds = 250'000;
+// handshake, but a loaded machine can delay that by a few hundred
+// milliseconds. Our companions speak first and are taken at once; only one
+// that stays silent until asked waits this long.
+constexpr std::uint64_t kGreetingGraceMicroseconds = 1'000'000;
 
 // What the listener keeps on the link thread. Every member but the loop is
 // touched there only.
