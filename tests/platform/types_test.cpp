@@ -14,7 +14,9 @@ namespace {
 // Small sets are scanned, larger ones indexed: both keep insertion order,
 // replace in place, and still find every key after a removal.
 TEST(ValueSetTest, KeepsInsertionOrderAndReplacesInPlace) {
-  for (int size : {3, 40}) {
+  // Small sets are scanned, larger ones indexed: 17 crosses the line on the
+  // way up and back down again on the removal.
+  for (int size : {3, 17, 40}) {
     SCOPED_TRACE(size);
     ValueSet set;
     std::vector<std::string> keys;
@@ -29,7 +31,13 @@ TEST(ValueSetTest, KeepsInsertionOrderAndReplacesInPlace) {
     for (const auto& [key, value] : set) order.push_back(key);
     EXPECT_EQ(order, keys);
     EXPECT_EQ(*set.Lookup(keys[0]).TryInt32(), -1);
-    EXPECT_EQ(*set.Lookup(keys.back()).TryInt32(), 1);
+    for (std::size_t i = 1; i < keys.size(); ++i)
+      EXPECT_EQ(*set.Lookup(keys[i]).TryInt32(), size - 1 - static_cast<int>(i));
+    EXPECT_EQ(set.Find("k" + std::to_string(size)), nullptr);
+    // Back in, at the end, once.
+    EXPECT_FALSE(set.Insert("k" + std::to_string(size), PropertyValue::CreateInt32(0)));
+    EXPECT_TRUE(set.Insert("k" + std::to_string(size), PropertyValue::CreateInt32(0)));
+    EXPECT_EQ(set.Size(), keys.size() + 1);
   }
 }
 
