@@ -20,6 +20,7 @@
 #include "host/json_value_io.h"
 #include "model/keyboard_model.h"
 #include "modules/device_requests.h"
+#include "support/discarding_writer.h"
 #include "support/value_set_builders.h"
 
 namespace tessarel {
@@ -44,22 +45,6 @@ std::string ScriptReplyText() {
   return text;
 }
 
-// Takes the settled value and keeps nothing: the module's side of the path
-// without the host's text.
-class DiscardingWriter final : public IJSValueWriter {
- public:
-  void WriteNull() override {}
-  void WriteBoolean(bool) override {}
-  void WriteInt64(std::int64_t) override {}
-  void WriteDouble(double) override {}
-  void WriteString(std::string_view) override {}
-  void WriteObjectBegin() override {}
-  void WritePropertyName(std::string_view) override {}
-  void WriteObjectEnd() override {}
-  void WriteArrayBegin() override {}
-  void WriteArrayEnd() override {}
-};
-
 // A `keyboards` reply to the script value: status check, lookup, conversion,
 // promise settlement (the value handed to a writer that takes it).
 void BM_KeyboardsReplyToScriptValue(benchmark::State& state) {
@@ -67,7 +52,7 @@ void BM_KeyboardsReplyToScriptValue(benchmark::State& state) {
   for (auto _ : state) {
     bool settled = false;
     const ReactPromise<JSValue> promise(
-        std::make_shared<DiscardingWriter>(), [&](IJSValueWriter&) { settled = true; },
+        std::make_shared<testing::DiscardingWriter>(), [&](IJSValueWriter&) { settled = true; },
         [](IJSValueWriter&) {});
     SettleFromResponse(kKeyboardsRequest, reply, promise);
     benchmark::DoNotOptimize(settled);

@@ -15,6 +15,7 @@
 #include "app/key_forwarding.h"
 #include "app/virtual_key.h"
 #include "modules/key_binder_js.h"
+#include "support/discarding_writer.h"
 
 namespace tessarel {
 namespace {
@@ -43,29 +44,13 @@ void BM_KeyToUsage(benchmark::State& state) {
 }
 BENCHMARK(BM_KeyToUsage);
 
-// A sender that writes the argument list as the host would, into a writer
-// that discards it.
-class NullWriter final : public IJSValueWriter {
- public:
-  void WriteNull() override {}
-  void WriteBoolean(bool) override {}
-  void WriteInt64(std::int64_t value) override { benchmark::DoNotOptimize(value); }
-  void WriteDouble(double) override {}
-  void WriteString(std::string_view) override {}
-  void WriteObjectBegin() override {}
-  void WritePropertyName(std::string_view) override {}
-  void WriteObjectEnd() override {}
-  void WriteArrayBegin() override {}
-  void WriteArrayEnd() override {}
-};
-
 void BM_ForwardKeyPress(benchmark::State& state) {
   App app;
   std::vector<std::unique_ptr<KeyBinderJs>> binders;
   for (int64_t b = 0; b < state.range(0); ++b) {
     auto binder = std::make_unique<KeyBinderJs>();
     binder->keyDown = [](std::int32_t code) {
-      NullWriter writer;
+      testing::DiscardingWriter writer;
       writer.WriteArrayBegin();
       writer.WriteInt64(code);
       writer.WriteArrayEnd();

@@ -13,32 +13,17 @@
 #include "fuzz/value_set_bytes.h"
 #include "model/keyboard_model.h"
 #include "modules/device_requests.h"
+#include "tests/support/discarding_writer.h"
 #include "values/react_promise.h"
 
 namespace tessarel::fuzzing {
 namespace {
 
-// Takes every value and keeps none: the target checks how often a promise
-// settles, not what it says.
-class DiscardingWriter final : public IJSValueWriter {
- public:
-  void WriteNull() override {}
-  void WriteBoolean(bool) override {}
-  void WriteInt64(std::int64_t) override {}
-  void WriteDouble(double) override {}
-  void WriteString(std::string_view) override {}
-  void WriteObjectBegin() override {}
-  void WritePropertyName(std::string_view) override {}
-  void WriteObjectEnd() override {}
-  void WriteArrayBegin() override {}
-  void WriteArrayEnd() override {}
-};
-
 void CheckConversion(const ValueSet& message) {
   try {
     const JSValue keyboards = ConvertKeyboards(message);
     if (keyboards.Type() != JSValueType::Array) std::abort();
-    DiscardingWriter writer;
+    testing::DiscardingWriter writer;
     WriteValue(writer, keyboards);
   } catch (const hresult_error&) {
     // A malformed model is a clean platform error.
@@ -51,7 +36,7 @@ void CheckReplies(const ValueSet& message, std::uint8_t statusByte) {
     int settleCount = 0;
     bool settledByReply = false;
     {
-      auto writer = std::make_shared<DiscardingWriter>();
+      auto writer = std::make_shared<testing::DiscardingWriter>();
       auto count = [&settleCount](IJSValueWriter&) { ++settleCount; };
       const ReactPromise<JSValue> promise(writer, count, count);
       SettleFromResponse(request, response, promise);
