@@ -74,7 +74,8 @@ class JsonValueReader final : public IJSValueReader {
 };
 
 // Writes JSON text as the calls come, with no tree in between: a reply of
-// thousands of keys costs one pass and one growing string.
+// thousands of keys costs one pass and one growing string. A member name
+// written twice in one object appears twice; JSON.parse keeps the last.
 class JsonValueWriter final : public IJSValueWriter {
  public:
   void WriteNull() override;
