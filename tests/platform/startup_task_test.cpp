@@ -6,7 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
-#include <memory>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -21,9 +21,8 @@ namespace fs = std::filesystem;
 using S = StartupTaskState;
 
 std::string ReadText(const fs::path& path) {
-  std::ifstream in(path);
   std::stringstream text;
-  text << in.rdbuf();
+  text << std::ifstream(path).rdbuf();
   return text.str();
 }
 
@@ -94,11 +93,15 @@ class StartupTaskTest : public ::testing::Test {
 };
 
 TEST_F(StartupTaskTest, FileContentsMapToStatesAndToWhatEnableAndDisableDo) {
+  // Keys added to an entry; kNone: no file there.
+  constexpr const char* kNone = nullptr;
   constexpr const char* kBroken = "[broken\n";  // the rest of the entry cannot be read
+  constexpr const char* kHidden = "Hidden=true\n";
+  constexpr const char* kGnomeOff = "X-GNOME-Autostart-enabled=false\n";
+  constexpr S kOn = S::Enabled, kOff = S::Disabled, kUserOff = S::DisabledByUser,
+              kPolicyOn = S::EnabledByPolicy, kPolicyOff = S::DisabledByPolicy;
   struct Row {
     const char* desc;
-    // Keys added to an entry of the user and of each system directory;
-    // nullptr: no file there.
     const char* user;
     const char* system1;
     const char* system2;
@@ -106,38 +109,23 @@ TEST_F(StartupTaskTest, FileContentsMapToStatesAndToWhatEnableAndDisableDo) {
     S afterEnable;   // from the same files, after RequestEnableAsync
     S afterDisable;  // from the same files, after Disable
   } rows[] = {
-      {"nothing anywhere", nullptr, nullptr, nullptr, S::Disabled, S::Enabled, S::Disabled},
-      {"user's on", "", nullptr, nullptr, S::Enabled, S::Enabled, S::DisabledByUser},
-      {"user's hidden", "Hidden=true\n", nullptr, nullptr, S::DisabledByUser, S::Enabled,
-       S::DisabledByUser},
-      {"user's off for GNOME", "X-GNOME-Autostart-enabled=false\n", nullptr, nullptr,
-       S::DisabledByUser, S::Enabled, S::DisabledByUser},
-      {"user's for another desktop keeps its key", "OnlyShowIn=Elsewhere;\n", nullptr, nullptr,
-       S::DisabledByUser, S::DisabledByUser, S::DisabledByUser},
-      {"user's for this desktop among others", "OnlyShowIn=Elsewhere;Shared;\n", nullptr, nullptr,
-       S::Enabled, S::Enabled, S::DisabledByUser},
-      {"user's not for this desktop", "NotShowIn=Test;\n", nullptr, nullptr, S::DisabledByUser,
-       S::DisabledByUser, S::DisabledByUser},
-      {"user's TryExec missing", "TryExec=/nonexistent/program\n", nullptr, nullptr,
-       S::DisabledByUser, S::DisabledByUser, S::DisabledByUser},
-      {"user's TryExec on PATH", "TryExec=sh\n", nullptr, nullptr, S::Enabled, S::Enabled,
-       S::DisabledByUser},
-      {"administrator's on", nullptr, "", nullptr, S::EnabledByPolicy, S::EnabledByPolicy,
-       S::EnabledByPolicy},
-      {"administrator's hidden", nullptr, "Hidden=true\n", nullptr, S::DisabledByPolicy,
-       S::DisabledByPolicy, S::DisabledByPolicy},
-      {"administrator's off by default", nullptr, "X-GNOME-Autostart-enabled=false\n", nullptr,
-       S::Disabled, S::Enabled, S::Disabled},
-      {"user's on over administrator's hidden", "", "Hidden=true\n", nullptr, S::Enabled,
-       S::Enabled, S::DisabledByPolicy},
-      {"user's hidden over administrator's on", "Hidden=true\n", "", nullptr, S::DisabledByUser,
-       S::Enabled, S::DisabledByUser},
-      {"only the second system directory hides it", nullptr, nullptr, "Hidden=true\n",
-       S::DisabledByPolicy, S::DisabledByPolicy, S::DisabledByPolicy},
-      {"the first system directory wins", nullptr, "", "Hidden=true\n", S::EnabledByPolicy,
-       S::EnabledByPolicy, S::EnabledByPolicy},
-      {"an unparseable user entry starts nothing", kBroken, nullptr, nullptr, S::DisabledByUser,
-       S::DisabledByUser, S::DisabledByUser},
+      {"nothing anywhere", kNone, kNone, kNone, kOff, kOn, kOff},
+      {"user's on", "", kNone, kNone, kOn, kOn, kUserOff},
+      {"user's hidden", kHidden, kNone, kNone, kUserOff, kOn, kUserOff},
+      {"user's off for GNOME", kGnomeOff, kNone, kNone, kUserOff, kOn, kUserOff},
+      {"OnlyShowIn another desktop", "OnlyShowIn=X;\n", kNone, kNone, kUserOff, kUserOff, kUserOff},
+      {"OnlyShowIn ours among others", "OnlyShowIn=X;Shared;\n", kNone, kNone, kOn, kOn, kUserOff},
+      {"NotShowIn ours", "NotShowIn=Test;\n", kNone, kNone, kUserOff, kUserOff, kUserOff},
+      {"TryExec missing", "TryExec=/nonexistent\n", kNone, kNone, kUserOff, kUserOff, kUserOff},
+      {"TryExec on PATH", "TryExec=sh\n", kNone, kNone, kOn, kOn, kUserOff},
+      {"administrator's on", kNone, "", kNone, kPolicyOn, kPolicyOn, kPolicyOn},
+      {"administrator's hidden", kNone, kHidden, kNone, kPolicyOff, kPolicyOff, kPolicyOff},
+      {"administrator's off by default", kNone, kGnomeOff, kNone, kOff, kOn, kOff},
+      {"user's on over administrator's hidden", "", kHidden, kNone, kOn, kOn, kPolicyOff},
+      {"user's hidden over administrator's on", kHidden, "", kNone, kUserOff, kOn, kUserOff},
+      {"second system dir hides", kNone, kNone, kHidden, kPolicyOff, kPolicyOff, kPolicyOff},
+      {"first system dir wins", kNone, "", kHidden, kPolicyOn, kPolicyOn, kPolicyOn},
+      {"unparseable user entry", kBroken, kNone, kNone, kUserOff, kUserOff, kUserOff},
   };
   // One task object for every row: the state must follow the files, never a
   // cached answer.
@@ -163,76 +151,55 @@ TEST_F(StartupTaskTest, FileContentsMapToStatesAndToWhatEnableAndDisableDo) {
   }
 }
 
-TEST_F(StartupTaskTest, HandEditedEntryKeepsEverythingButOurKeys) {
-  const std::string original =
-      "# Mine\n[Desktop Entry]\nType=Application\n# the name I like\nName=Keyboard helper\n"
-      "Name[de]=Tastaturhelfer\nExec=/bin/true\nX-GNOME-Autostart-Delay=10\nHidden=true\n\n"
-      "[Desktop Action Extra]\nExec=/bin/false\n";
-  WriteText(UserEntry(), original);
-  fs::permissions(UserEntry(), fs::perms::owner_read | fs::perms::owner_write);
+// The user keeps the entry among their own files, linked into autostart,
+// and has edited it by hand.
+TEST_F(StartupTaskTest, HandEditedEntryBehindALinkKeepsEverythingButOurKeys) {
+  const fs::path target = root_ / "dotfiles" / "autostart.desktop";
+  WriteText(target,
+            "# Mine\n[Desktop Entry]\nType=Application\n# the name I like\nName=Keyboard helper\n"
+            "Name[de]=Tastaturhelfer\nExec=/bin/true\nX-GNOME-Autostart-Delay=10\nHidden=true\n\n"
+            "[Desktop Action Extra]\nExec=/bin/false\n");
+  fs::permissions(target, fs::perms::owner_read | fs::perms::owner_write);
+  fs::create_directories(UserEntry().parent_path());
+  fs::create_symlink(target, UserEntry());
   const StartupTask task = Task();
   ASSERT_EQ(task.RequestEnableAsync().Get(), S::Enabled);
   task.Disable();
-  const std::string text = ReadText(UserEntry());
+  const std::string text = ReadText(target);
   // Ours: Name, Exec, Hidden, X-GNOME-Autostart-enabled; everything else,
   // comments and translations included, stays where it was. A missing key is
   // added at the end of its group. Blank lines are GKeyFile's to place.
-  const std::string expected =
-      "# Mine\n[Desktop Entry]\nType=Application\n"
-      "# the name I like\nName=Test keyboard service\n"
-      "Name[de]=Tastaturhelfer\nExec=\"" +
-      Executable().string() +
-      "\" --background\nX-GNOME-Autostart-Delay=10\nHidden=true\n"
-      "X-GNOME-Autostart-enabled=false\n"
-      "[Desktop Action Extra]\nExec=/bin/false\n";
-  std::string withoutBlankLines;
-  std::istringstream lines(text);
-  for (std::string line; std::getline(lines, line);) {
-    if (!line.empty()) withoutBlankLines += line + "\n";
-  }
-  EXPECT_EQ(withoutBlankLines, expected);
+  EXPECT_EQ(std::regex_replace(text, std::regex("\n\n+"), "\n"),
+            "# Mine\n[Desktop Entry]\nType=Application\n# the name I like\n"
+            "Name=Test keyboard service\nName[de]=Tastaturhelfer\nExec=\"" +
+                Executable().string() +
+                "\" --background\nX-GNOME-Autostart-Delay=10\nHidden=true\n"
+                "X-GNOME-Autostart-enabled=false\n[Desktop Action Extra]\nExec=/bin/false\n");
   // A second round changes nothing more, blank lines included.
   ASSERT_EQ(task.RequestEnableAsync().Get(), S::Enabled);
   task.Disable();
-  EXPECT_EQ(ReadText(UserEntry()), text);
-  EXPECT_EQ(fs::status(UserEntry()).permissions() & fs::perms::mask,
+  EXPECT_EQ(ReadText(target), text);
+  EXPECT_TRUE(fs::is_symlink(UserEntry()));
+  EXPECT_EQ(fs::status(target).permissions() & fs::perms::mask,
             fs::perms::owner_read | fs::perms::owner_write);
   // Each write went through a temporary file, renamed: nothing else is left.
-  EXPECT_EQ(std::distance(fs::directory_iterator(UserEntry().parent_path()), {}), 1);
-}
-
-TEST_F(StartupTaskTest, WritesThroughASymbolicLinkAndKeepsTheLink) {
-  const fs::path target = root_ / "dotfiles" / "autostart.desktop";
-  WriteText(target, Entry(""));
-  fs::create_directories(UserEntry().parent_path());
-  fs::create_symlink(target, UserEntry());
-  Task().Disable();
-  EXPECT_TRUE(fs::is_symlink(UserEntry()));
-  EXPECT_NE(ReadText(target).find("Hidden=true"), std::string::npos);
-  EXPECT_EQ(Task().State(), S::DisabledByUser);
+  for (const fs::path& directory : {target.parent_path(), UserEntry().parent_path()}) {
+    EXPECT_EQ(std::distance(fs::directory_iterator(directory), {}), 1) << directory;
+  }
 }
 
 // Runs a program with this process's environment; whether it exited with 0,
 // and its standard output and error, joined.
-std::pair<bool, std::string> RunTool(std::vector<std::string> arguments) {
-  std::vector<char*> argv;
-  for (auto& argument : arguments) argv.push_back(argument.data());
+std::pair<bool, std::string> RunTool(std::vector<const char*> argv) {
   argv.push_back(nullptr);
-  gchar* out = nullptr;
-  gchar* err = nullptr;
+  g_autofree gchar* out = nullptr;
+  g_autofree gchar* err = nullptr;
   gint status = 0;
-  GError* error = nullptr;
-  if (!g_spawn_sync(nullptr, argv.data(), nullptr, G_SPAWN_SEARCH_PATH, nullptr, nullptr, &out,
-                    &err, &status, &error)) {
-    std::string message = error->message;
-    g_error_free(error);
-    return {false, message};
-  }
-  std::pair<bool, std::string> run{g_spawn_check_wait_status(status, nullptr),
-                                   std::string(out ? out : "") + (err ? err : "")};
-  g_free(out);
-  g_free(err);
-  return run;
+  const bool ran =
+      g_spawn_sync(nullptr, const_cast<gchar**>(argv.data()), nullptr, G_SPAWN_SEARCH_PATH, nullptr,
+                   nullptr, &out, &err, &status, nullptr);
+  return {ran && g_spawn_check_wait_status(status, nullptr),
+          std::string(out ? out : "") + (err ? err : "")};
 }
 
 // dex, a Python reader of autostart entries, and desktop-file-validate are
@@ -240,48 +207,40 @@ std::pair<bool, std::string> RunTool(std::vector<std::string> arguments) {
 // reads the same XDG variables and runs the session for the desktop "Test".
 TEST_F(StartupTaskTest, DexStartsTheEnabledEntryAndDesktopFileValidateAcceptsIt) {
   for (const char* program : {"dex", "desktop-file-validate"}) {
-    const std::unique_ptr<gchar, decltype(&g_free)> found(g_find_program_in_path(program), g_free);
+    g_autofree gchar* found = g_find_program_in_path(program);
     ASSERT_TRUE(found) << program << " is not installed (Debian packages dex and "
                        << "desktop-file-utils; scripts/install-deps.sh)";
   }
   const StartupTask task = Task();
-  const std::vector<std::string> dryRun = {"dex",       "--verbose", "--autostart",
-                                           "--dry-run", "-e",        "Test"};
-  const std::vector<std::string> validate = {"desktop-file-validate", UserEntry().string()};
-
   ASSERT_EQ(task.RequestEnableAsync().Get(), S::Enabled);
-  auto [exitedZero, output] = RunTool(dryRun);
-  ASSERT_TRUE(exitedZero) << output;
-  EXPECT_NE(output.find("Autostart file: " + UserEntry().string()), std::string::npos) << output;
-  EXPECT_NE(output.find("Executing command: " + Executable().string() + " --background"),
-            std::string::npos)
-      << output;
-  EXPECT_EQ(RunTool(validate), std::pair(true, std::string()));
-
-  task.Disable();
-  std::tie(exitedZero, output) = RunTool(dryRun);
-  ASSERT_TRUE(exitedZero) << output;
-  EXPECT_EQ(output.find("Executing command"), std::string::npos) << output;
-  EXPECT_NE(output.find("hidden attribute is set: " + UserEntry().string()), std::string::npos)
-      << output;
-  EXPECT_EQ(RunTool(validate), std::pair(true, std::string()));
+  for (const bool enabled : {true, false}) {
+    SCOPED_TRACE(enabled ? "enabled" : "disabled");
+    const auto [exitedZero, output] =
+        RunTool({"dex", "--verbose", "--autostart", "--dry-run", "-e", "Test"});
+    ASSERT_TRUE(exitedZero) << output;
+    // Enabled: dex reads our entry and runs our command. Disabled: it sees the
+    // entry, hidden, and runs nothing.
+    const std::string started = "Executing command: " + Executable().string() + " --background";
+    EXPECT_EQ(output.find(enabled ? started : "Executing command") != std::string::npos, enabled)
+        << output;
+    const std::string seen = enabled ? "Autostart file: " : "hidden attribute is set: ";
+    EXPECT_NE(output.find(seen + UserEntry().string()), std::string::npos) << output;
+    EXPECT_EQ(RunTool({"desktop-file-validate", UserEntry().c_str()}),
+              std::pair(true, std::string()));
+    task.Disable();
+  }
 }
 
 // Expected values follow the Desktop Entry rules for Exec by hand.
 TEST(DesktopEntryCommandLineTest, QuotesByTheDesktopEntryRules) {
-  struct Row {
-    const char* desc;
-    std::vector<std::string> arguments;
-    const char* want;
-  } rows[] = {
-      {"an empty argument", {""}, "/bin/helper \"\""},
-      {"escaped inside quotes", {"a\"b`c$d\\e"}, "/bin/helper \"a\\\"b\\`c\\$d\\\\e\""},
-      {"reserved but not escaped", {"it's;(x)*?#~<>|&"}, "/bin/helper \"it's;(x)*?#~<>|&\""},
-      {"percent is doubled", {"100%", "50% off"}, "/bin/helper 100%% \"50%% off\""},
+  const std::pair<std::vector<std::string>, const char*> rows[] = {
+      {{""}, "/bin/helper \"\""},                                  // an empty argument
+      {{"a\"b`c$d\\e"}, "/bin/helper \"a\\\"b\\`c\\$d\\\\e\""},    // escaped inside quotes
+      {{"it's;(x)*?#~<>|&"}, "/bin/helper \"it's;(x)*?#~<>|&\""},  // reserved, not escaped
+      {{"100%", "50% off"}, "/bin/helper 100%% \"50%% off\""},     // percent doubled
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.desc);
-    EXPECT_EQ(DesktopEntryCommandLine("/bin/helper", row.arguments), row.want);
+  for (const auto& [arguments, want] : rows) {
+    EXPECT_EQ(DesktopEntryCommandLine("/bin/helper", arguments), want);
   }
 }
 

@@ -1,60 +1,60 @@
 // The platform's plain types: ValueSet and its boxed values, hresult_error,
 // and Event.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/event.h"
 #include "platform/value_set.h"
+#include "support/value_set_builders.h"
 
 namespace tessarel {
 namespace {
 
+using namespace testing;  // the value set builders
+using namespace error_codes;
+
+auto ThrowsCode(hresult code) {
+  return ::testing::Throws<hresult_error>(::testing::Property(&hresult_error::code, code));
+}
+
 // Small sets are scanned, larger ones indexed: both keep insertion order,
-// replace in place, and still find every key after a removal.
+// replace in place, put a removed key back at the end, and still find every
+// key by lookup after a removal.
 TEST(ValueSetTest, KeepsInsertionOrderAndReplacesInPlace) {
-  // Small sets are scanned, larger ones indexed: 17 crosses the line on the
-  // way up and back down again on the removal.
+  // 17 crosses the line between the two on the way up and back down again on
+  // the removal.
   for (int size : {3, 17, 40}) {
     SCOPED_TRACE(size);
     ValueSet set;
-    std::vector<std::string> keys;
+    std::vector<std::pair<std::string, int>> want;
     for (int i = size; i > 0; --i) {
-      keys.push_back("k" + std::to_string(i));
-      EXPECT_FALSE(set.Insert(keys.back(), PropertyValue::CreateInt32(i)));
+      want.emplace_back("k" + std::to_string(i), i);
+      EXPECT_FALSE(set.Insert(want.back().first, I32(i)));
     }
-    EXPECT_TRUE(set.Insert(keys[1], PropertyValue::CreateInt32(-1)));
-    EXPECT_TRUE(set.Remove(keys[0]));
-    keys.erase(keys.begin());
-    std::vector<std::string> order;
-    for (const auto& [key, value] : set) order.push_back(key);
-    EXPECT_EQ(order, keys);
-    EXPECT_EQ(*set.Lookup(keys[0]).TryInt32(), -1);
-    for (std::size_t i = 1; i < keys.size(); ++i)
-      EXPECT_EQ(*set.Lookup(keys[i]).TryInt32(), size - 1 - static_cast<int>(i));
-    EXPECT_EQ(set.Find("k" + std::to_string(size)), nullptr);
-    // Back in, at the end, once.
-    EXPECT_FALSE(set.Insert("k" + std::to_string(size), PropertyValue::CreateInt32(0)));
-    EXPECT_TRUE(set.Insert("k" + std::to_string(size), PropertyValue::CreateInt32(0)));
-    EXPECT_EQ(set.Size(), keys.size() + 1);
+    EXPECT_TRUE(set.Insert(want[1].first, I32(-1)));
+    want[1].second = -1;
+    EXPECT_TRUE(set.Remove(want[0].first));
+    EXPECT_FALSE(set.Insert(want[0].first, I32(0)));
+    want.emplace_back(want[0].first, 0);
+    want.erase(want.begin());
+    std::vector<std::pair<std::string, int>> got;
+    for (const auto& [key, value] : set) got.emplace_back(key, *set.Lookup(key).TryInt32());
+    EXPECT_EQ(got, want);
+    EXPECT_EQ(set.Size(), want.size());
   }
 }
 
 // Lookup fails with kBounds; the tolerant lookup treats the three not-found
 // codes as an absent key and no other.
 TEST(ValueSetTest, LookupOfAbsentKey) {
-  ValueSet set;
-  set.Insert("type", PropertyValue::CreateString("x"));
-  try {
-    set.Lookup("Type");
-    FAIL() << "Lookup of an absent key must throw";
-  } catch (const hresult_error& error) {
-    EXPECT_EQ(error.code(), error_codes::kBounds);
-  }
+  const ValueSet set = Set({{"type", Str("x")}});
+  EXPECT_THAT([&] { set.Lookup("Type"); }, ThrowsCode(kBounds));
   EXPECT_FALSE(TolerantLookup(set, "Type").has_value());
   EXPECT_EQ(*TolerantLookup(set, "type")->TryString(), "x");
-  using namespace error_codes;
   for (hresult code : {kBounds, kFail, kFileNotFound}) EXPECT_TRUE(IsNotFoundCode(code)) << code;
   for (hresult code : {kNoInterface, kDisconnected, kRpcServerUnavailable, kAccessDenied}) {
     EXPECT_FALSE(IsNotFoundCode(code)) << code;
@@ -62,41 +62,23 @@ TEST(ValueSetTest, LookupOfAbsentKey) {
 }
 
 TEST(ValueSetTest, UnboxKeepsBoxedTypesApart) {
-  const std::optional<PropertyValue> u8 = PropertyValue::CreateUInt8(200);
-  const std::optional<PropertyValue> u32 = PropertyValue::CreateUInt32(200);
-  const std::optional<PropertyValue> absent;
+  const std::optional<PropertyValue> u8 = U8(200), u32 = U32(200), absent;
   EXPECT_EQ(Unbox<std::uint8_t>(u8), 200);
   EXPECT_EQ(UnboxOr<std::uint32_t>(u8, 9), 9u);  // UInt8 is not a UInt32
   EXPECT_EQ(UnboxOr<std::uint32_t>(u32, 9), 200u);
   EXPECT_EQ(UnboxOr<bool>(absent, true), true);
-  for (const auto* value : {&u8, &absent}) {
-    try {
-      Unbox<std::uint32_t>(*value);
-      FAIL() << "strict unbox of the wrong type must throw";
-    } catch (const hresult_error& error) {
-      EXPECT_EQ(error.code(), error_codes::kNoInterface);
-    }
-  }
+  EXPECT_THAT([&] { Unbox<std::uint32_t>(u8); }, ThrowsCode(kNoInterface));
+  EXPECT_THAT([&] { Unbox<std::uint32_t>(absent); }, ThrowsCode(kNoInterface));
 }
 
 TEST(HResultErrorTest, MessageTexts) {
-  struct Row {
-    const char* desc;
-    hresult_error error;
-    const char* want;
-  } rows[] = {
-      {"system text", hresult_error(error_codes::kRpcServerUnavailable),
-       "The RPC server is unavailable."},
-      {"description wins, trimmed", hresult_error(error_codes::kFail, "Bus closed \r\n"),
-       "Bus closed"},
-      {"empty description falls back", hresult_error(error_codes::kClassNotRegistered, ""),
-       "Class not registered"},
-      {"unknown code has no text", hresult_error(static_cast<hresult>(0x80FF0001)), ""},
+  const std::pair<hresult_error, const char*> rows[] = {
+      {hresult_error(kRpcServerUnavailable), "The RPC server is unavailable."},  // system text
+      {hresult_error(kFail, "Bus closed \r\n"), "Bus closed"},           // the description, trimmed
+      {hresult_error(kClassNotRegistered, ""), "Class not registered"},  // empty: system text
+      {hresult_error(static_cast<hresult>(0x80FF0001)), ""},             // unknown code
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.desc);
-    EXPECT_EQ(row.error.message(), row.want);
-  }
+  for (const auto& [error, want] : rows) EXPECT_EQ(error.message(), want);
 }
 
 // Handlers run in order of registration; Remove takes out exactly the one

@@ -20,16 +20,18 @@ using testing::RecordingWriter;
 
 constexpr int kRounds = 300;
 
+// Counts the host's result callbacks; the reply itself goes to `writer`.
 struct Counts {
   std::atomic<int> resolves{0};
   std::atomic<int> rejects{0};
-};
+  std::shared_ptr<RecordingWriter> writer = std::make_shared<RecordingWriter>();
 
-ReactPromise<JSValue> MakePromise(const std::shared_ptr<RecordingWriter>& writer, Counts& counts) {
-  return ReactPromise<JSValue>(
-      writer, [&counts](IJSValueWriter&) { counts.resolves.fetch_add(1); },
-      [&counts](IJSValueWriter&) { counts.rejects.fetch_add(1); });
-}
+  ReactPromise<JSValue> MakePromise() {
+    return ReactPromise<JSValue>(
+        writer, [this](IJSValueWriter&) { resolves.fetch_add(1); },
+        [this](IJSValueWriter&) { rejects.fetch_add(1); });
+  }
+};
 
 // Runs each action on its own thread, all released together by a barrier.
 void RunTogether(std::vector<std::function<void()>> actions) {
@@ -45,16 +47,15 @@ void RunTogether(std::vector<std::function<void()>> actions) {
 
 TEST(ReactPromiseThreadsTest, ConcurrentSettlementsHaveOneWinner) {
   for (int round = 0; round < kRounds; ++round) {
-    auto writer = std::make_shared<RecordingWriter>();
     Counts counts;
     {
-      ReactPromise<JSValue> promise = MakePromise(writer, counts);
+      ReactPromise<JSValue> promise = counts.MakePromise();
       ReactPromise<JSValue> a = promise, b = promise, c = promise;
       RunTogether({[a] { a.Resolve(JSValue(1)); }, [b] { b.Reject("lost"); },
                    [c] { c.Resolve(JSValue(2)); }});
     }
     ASSERT_EQ(counts.resolves + counts.rejects, 1) << "round " << round;
-    const std::string text = writer->Text();
+    const std::string text = counts.writer->Text();
     if (counts.resolves == 1) {
       ASSERT_TRUE(text == "[ i1 ]" || text == "[ i2 ]") << text;
     } else {
@@ -69,11 +70,10 @@ TEST(ReactPromiseThreadsTest, ConcurrentLastDropsRejectOnce) {
   for (int threadCount : {2, 4}) {
     SCOPED_TRACE(threadCount);
     for (int round = 0; round < kRounds; ++round) {
-      auto writer = std::make_shared<RecordingWriter>();
       Counts counts;
       std::vector<std::function<void()>> drops;
       {
-        ReactPromise<JSValue> promise = MakePromise(writer, counts);
+        ReactPromise<JSValue> promise = counts.MakePromise();
         for (int i = 0; i < threadCount; ++i) {
           // Each action owns one copy and destroys it when it runs.
           auto copy = std::make_shared<std::optional<ReactPromise<JSValue>>>(promise);
@@ -84,7 +84,7 @@ TEST(ReactPromiseThreadsTest, ConcurrentLastDropsRejectOnce) {
       RunTogether(std::move(drops));
       ASSERT_EQ(counts.rejects, 1) << "round " << round;
       ASSERT_EQ(counts.resolves, 0);
-      ASSERT_EQ(writer->Text(),
+      ASSERT_EQ(counts.writer->Text(),
                 "[ { code: s'EUNSPECIFIED' message: s'Promise destroyed.' userInfo: null } ]");
     }
   }
