@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -23,38 +24,6 @@
 namespace tessarel::testing {
 namespace {
 
-// How often the module emitted each event, from whatever thread. Each event
-// also wakes the test thread's queue, which waits for them.
-class EventLog {
- public:
-  explicit EventLog(std::shared_ptr<Dispatcher> wake) : wake_(std::move(wake)) {}
-
-  void Connect(TessarelJs& module) {
-    module.keyboardsUpdated = [this] { Add("keyboardsUpdated"); };
-    module.keyboardVersionNewer = [this](const std::string&) { Add("keyboardVersionNewer"); };
-    module.isFlashingUpdated = [this] { Add("isFlashingUpdated"); };
-    module.resetFirmwareStateUpdated = [this] { Add("resetFirmwareStateUpdated"); };
-    module.recoverDeviceStateUpdated = [this] { Add("recoverDeviceStateUpdated"); };
-    module.flashingStateUpdated = [this] { Add("flashingStateUpdated"); };
-  }
-  std::size_t Count(const std::string& name) const {
-    std::lock_guard lock(mutex_);
-    return counts_.contains(name) ? counts_.at(name) : 0;
-  }
-
- private:
-  void Add(const char* name) {
-    {
-      std::lock_guard lock(mutex_);
-      ++counts_[name];
-    }
-    wake_->Post([] {});
-  }
-  std::shared_ptr<Dispatcher> wake_;
-  mutable std::mutex mutex_;
-  std::map<std::string, std::size_t> counts_;
-};
-
 class DeviceCompanionTest : public RuntimeDirectoryTest {
  protected:
   void SetUp() override {
@@ -69,14 +38,15 @@ class DeviceCompanionTest : public RuntimeDirectoryTest {
 
     app_ = std::make_unique<App>();
     app_->StartLink();
-    events_.Connect(*module_);
+    module_->keyboardsUpdated = Counter("keyboardsUpdated");
+    module_->isFlashingUpdated = Counter("isFlashingUpdated");
+    module_->flashingStateUpdated = Counter("flashingStateUpdated");
     module_->SubscribeToCompanion();
     companion_ = std::make_unique<Subprocess>(
         std::vector<std::string>{SimulatedCompanionPath(), "--socket", SocketPath().string(),
                                  "--keyboards", keyboardsFile_.string()});
     ASSERT_TRUE(companion_->Started());
-    ASSERT_TRUE(dispatcher_->RunUntil([&] { return events_.Count("keyboardsUpdated") > 0; }))
-        << "the companion never connected";
+    ASSERT_TRUE(WaitForEvents("keyboardsUpdated", 1)) << "the companion never connected";
   }
   void TearDown() override {
     companion_.reset();
@@ -98,21 +68,27 @@ class DeviceCompanionTest : public RuntimeDirectoryTest {
     return reply.at(0);
   }
 
-  nlohmann::json Keyboards() {
-    return Ask([](TessarelJs& m, auto p) { m.keyboards(std::move(p)); });
-  }
-  nlohmann::json IsFlashing() {
-    return Ask([](TessarelJs& m, auto p) { m.isFlashing(std::move(p)); });
-  }
-  nlohmann::json FlashingState() {
-    return Ask([](TessarelJs& m, auto p) { m.flashingState(std::move(p)); });
+  nlohmann::json Query(IAsyncAction (TessarelJs::*query)(ReactPromise<JSValue>)) {
+    return Ask([query](TessarelJs& m, auto p) { (m.*query)(p); });
   }
 
-  // Runs the test thread's queue until the module has seen `count`
-  // events named `name`.
+  // Counts the event, which may come from any thread, and wakes the test
+  // thread's queue, which waits for them.
+  std::function<void()> Counter(const std::string& name) {
+    return [this, name] {
+      {
+        std::lock_guard lock(mutex_);
+        ++counts_[name];
+      }
+      dispatcher_->Post([] {});
+    };
+  }
+  std::size_t Count(const std::string& name) {
+    std::lock_guard lock(mutex_);
+    return counts_[name];
+  }
   bool WaitForEvents(const std::string& name, std::size_t count) {
-    return dispatcher_->RunUntil([&] { return events_.Count(name) >= count; },
-                                 std::chrono::seconds(20));
+    return dispatcher_->RunUntil([&] { return Count(name) >= count; }, std::chrono::seconds(20));
   }
 
   int flashSeconds_ = 1;
@@ -121,12 +97,13 @@ class DeviceCompanionTest : public RuntimeDirectoryTest {
   std::filesystem::path keyboardsFile_;
   std::unique_ptr<App> app_;
   std::shared_ptr<TessarelJs> module_ = std::make_shared<TessarelJs>();
-  EventLog events_{dispatcher_};
+  std::mutex mutex_;
+  std::map<std::string, std::size_t> counts_;
   std::unique_ptr<Subprocess> companion_;
 };
 
 TEST_F(DeviceCompanionTest, KeyboardsShowTheActiveColourJustSet) {
-  const nlohmann::json before = Keyboards();
+  const nlohmann::json before = Query(&TessarelJs::keyboards);
   ASSERT_EQ(before.size(), 2u) << before.dump();
   EXPECT_EQ(before[0]["id"], "TP12-4F2A-0001");
   EXPECT_EQ(before[0]["name"], "Tessarel Pad 12");
@@ -134,33 +111,28 @@ TEST_F(DeviceCompanionTest, KeyboardsShowTheActiveColourJustSet) {
   const nlohmann::json colour = {{"b", 3}, {"g", 2}, {"r", 1}};
   ASSERT_NE(before[0]["layers"][0]["keys"][1][2]["activeColor"], colour);
 
-  EXPECT_TRUE(Ask([](TessarelJs& m, auto p) {
-                m.setLedActiveColor("TP12-4F2A-0001", 0, 2, 1, 1, 2, 3, std::move(p));
+  EXPECT_TRUE(Ask([](auto& m, auto p) {
+                m.setLedActiveColor("TP12-4F2A-0001", 0, 2, 1, 1, 2, 3, p);
               }).is_null());
   // That key's active colour changed, and nothing else.
   nlohmann::json expected = before;
   expected[0]["layers"][0]["keys"][1][2]["activeColor"] = colour;
-  EXPECT_EQ(Keyboards(), expected);
+  EXPECT_EQ(Query(&TessarelJs::keyboards), expected);
 }
 
 TEST_F(DeviceCompanionTest, UpdateRunsToCompletionWithFlashingNotifications) {
-  const std::string id = Keyboards()[1]["id"];
-  EXPECT_EQ(IsFlashing(), false);
+  const std::string id = Query(&TessarelJs::keyboards)[1]["id"];
+  EXPECT_EQ(Query(&TessarelJs::isFlashing), false);
 
-  const nlohmann::json started = Ask([&](TessarelJs& m, auto p) {
-    m.updateDevice(JSValue(id), "/tmp/tessarel-firmware-12.tfw", std::move(p));
-  });
-  EXPECT_EQ(started, true);
-  EXPECT_EQ(IsFlashing(), true);
+  EXPECT_EQ(Ask([&](auto& m, auto p) { m.updateDevice(JSValue(id), "fw", p); }), true);
+  EXPECT_EQ(Query(&TessarelJs::isFlashing), true);
 
   // Started, then finished: two isFlashingUpdated, with progress between.
   ASSERT_TRUE(WaitForEvents("isFlashingUpdated", 2));
-  EXPECT_GE(events_.Count("flashingStateUpdated"), 10u);
-  EXPECT_EQ(IsFlashing(), false);
-  EXPECT_EQ(FlashingState(), 100);
-  const nlohmann::json version =
-      Ask([&](TessarelJs& m, auto p) { m.firmwareVersion(JSValue(id), std::move(p)); });
-  EXPECT_EQ(version, 12);
+  EXPECT_GE(Count("flashingStateUpdated"), 10u);
+  EXPECT_EQ(Query(&TessarelJs::isFlashing), false);
+  EXPECT_EQ(Query(&TessarelJs::flashingState), 100);
+  EXPECT_EQ(Ask([&](auto& m, auto p) { m.firmwareVersion(JSValue(id), p); }), 12);
 }
 
 // An update long enough that the cancel always comes first.
@@ -170,15 +142,14 @@ class DeviceCompanionCancelTest : public DeviceCompanionTest {
 };
 
 TEST_F(DeviceCompanionCancelTest, CancelStopsARunningUpdate) {
-  const std::string id = Keyboards()[1]["id"];
-  EXPECT_EQ(Ask([&](TessarelJs& m, auto p) { m.updateDevice(JSValue(id), "fw", std::move(p)); }),
-            true);
-  EXPECT_EQ(IsFlashing(), true);
+  const std::string id = Query(&TessarelJs::keyboards)[1]["id"];
+  EXPECT_EQ(Ask([&](auto& m, auto p) { m.updateDevice(JSValue(id), "fw", p); }), true);
+  EXPECT_EQ(Query(&TessarelJs::isFlashing), true);
 
-  EXPECT_TRUE(Ask([](TessarelJs& m, auto p) { m.setCancelUpdate(true, std::move(p)); }).is_null());
+  EXPECT_TRUE(Ask([](auto& m, auto p) { m.setCancelUpdate(true, p); }).is_null());
   ASSERT_TRUE(WaitForEvents("isFlashingUpdated", 2));
-  EXPECT_EQ(IsFlashing(), false);
-  EXPECT_EQ(FlashingState(), 0);
+  EXPECT_EQ(Query(&TessarelJs::isFlashing), false);
+  EXPECT_EQ(Query(&TessarelJs::flashingState), 0);
 }
 
 }  // namespace

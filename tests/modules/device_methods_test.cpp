@@ -38,59 +38,49 @@ struct Method {
 
 const std::vector<Method>& AllMethods() {
   static const std::vector<Method> methods = {
-      {"keyboards", [](TessarelJs& m, auto p) { return m.keyboards(std::move(p)); },
-       "method=s:keyboards", Rejected("Bad response. Failed to deserialize keyboards"), true, ""},
-      {"isFlashing", [](TessarelJs& m, auto p) { return m.isFlashing(std::move(p)); },
-       "method=s:isFlashing", Resolved("false"), true, ""},
-      {"flashingState", [](TessarelJs& m, auto p) { return m.flashingState(std::move(p)); },
+      {"keyboards", [](auto& m, auto p) { return m.keyboards(p); }, "method=s:keyboards",
+       Rejected("Bad response. Failed to deserialize keyboards"), true, ""},
+      {"isFlashing", [](auto& m, auto p) { return m.isFlashing(p); }, "method=s:isFlashing",
+       Resolved("false"), true, ""},
+      {"flashingState", [](auto& m, auto p) { return m.flashingState(p); },
        "method=s:flashingState", Resolved("0"), true, ""},
-      {"recoverDeviceState",
-       [](TessarelJs& m, auto p) { return m.recoverDeviceState(std::move(p)); },
+      {"recoverDeviceState", [](auto& m, auto p) { return m.recoverDeviceState(p); },
        "method=s:recoverDeviceState", Resolved("0"), true, ""},
-      {"resetFirmwareState",
-       [](TessarelJs& m, auto p) { return m.resetFirmwareState(std::move(p)); },
+      {"resetFirmwareState", [](auto& m, auto p) { return m.resetFirmwareState(p); },
        "method=s:resetFirmwareState", Resolved("0"), true, ""},
-      {"updateDevice", [](TessarelJs& m, auto p) { return m.updateDevice(3, "C", std::move(p)); },
+      {"updateDevice", [](auto& m, auto p) { return m.updateDevice(3, "C", p); },
        "method=s:updateDevice keyboardId=s:3 config=s:C", Resolved("false"), false, ""},
-      {"resetFirmware",
-       [](TessarelJs& m, auto p) { return m.resetFirmware("1", "M", std::move(p)); },
+      {"resetFirmware", [](auto& m, auto p) { return m.resetFirmware("1", "M", p); },
        "method=s:resetFirmware keyboardId=s:1 model=s:M", Resolved("false"), false, ""},
-      {"recoverDevice", [](TessarelJs& m, auto p) { return m.recoverDevice("M", std::move(p)); },
+      {"recoverDevice", [](auto& m, auto p) { return m.recoverDevice("M", p); },
        "method=s:recoverDevice model=s:M", Resolved("false"), false, ""},
-      {"firmwareVersion",
-       [](TessarelJs& m, auto p) { return m.firmwareVersion("kb1", std::move(p)); },
+      {"firmwareVersion", [](auto& m, auto p) { return m.firmwareVersion("kb1", p); },
        "method=s:firmwareVersion keyboardId=s:kb1", Rejected("Failed to get firmware version"),
        false, ""},
-      {"resetToBootloader",
-       [](TessarelJs& m, auto p) { return m.resetToBootloader(-7, std::move(p)); },
+      {"resetToBootloader", [](auto& m, auto p) { return m.resetToBootloader(-7, p); },
        "method=s:resetToBootloader keyboardId=s:-7", Resolved("null"), false,
        "Failed to enter Bootloader mode: "},
-      {"selectFile", [](TessarelJs& m, auto p) { return m.selectFile(std::move(p)); },
-       "method=s:selectFile", Resolved(R"("")"), false, "Failed to select file: "},
-      {"setCancelUpdate",
-       [](TessarelJs& m, auto p) { return m.setCancelUpdate(true, std::move(p)); },
+      {"selectFile", [](auto& m, auto p) { return m.selectFile(p); }, "method=s:selectFile",
+       Resolved(R"("")"), false, "Failed to select file: "},
+      {"setCancelUpdate", [](auto& m, auto p) { return m.setCancelUpdate(true, p); },
        "method=s:setCancelUpdate cancel=s:true", Resolved("null"), false,
        "Failed to cancel update: "},
       {"setLedActiveColor",
-       [](TessarelJs& m, auto p) {
-         return m.setLedActiveColor(5, 1, 2, 3, 255, 6, 128, std::move(p));
-       },
+       [](auto& m, auto p) { return m.setLedActiveColor(5, 1, 2, 3, 255, 6, 128, p); },
        "method=s:setLedActiveColor keyboardId=s:5 layerType=i32:1 x=i32:2 y=i32:3 r=i32:255 "
        "g=i32:6 b=i32:128",
        Resolved("null"), false, "Failed to setLedActiveColor: "},
       // Numbers go as their low 32 bits, unclamped.
       {"setLed",
-       [](TessarelJs& m, auto p) {
-         return m.setLed("kb", 8, 2, 300, 4294967297LL, -1, 7, 2147483648LL, std::move(p));
+       [](auto& m, auto p) {
+         return m.setLed("kb", 8, 2, 300, 4294967297LL, -1, 7, 2147483648LL, p);
        },
        "method=s:setLed keyboardId=s:kb x=i32:8 y=i32:2 r=i32:300 g=i32:1 b=i32:-1 "
        "animationType=i32:7 animationData=i32:-2147483648",
        Resolved("null"), false, "Failed to setLed: "},
       // No separator: the error text runs straight on.
       {"simulateKeyPress",
-       [](TessarelJs& m, auto p) {
-         return m.simulateKeyPress("kb", "/bin/x", 3, 4, 5, std::move(p));
-       },
+       [](auto& m, auto p) { return m.simulateKeyPress("kb", "/bin/x", 3, 4, 5, p); },
        "method=s:simulateKeyPress keyboardId=s:kb executablePath=s:/bin/x layer=i32:3 x=i32:4 "
        "y=i32:5",
        Resolved("null"), false, "Failed to send keystrokes to process"},
@@ -143,41 +133,32 @@ class DeviceMethodsTest : public ::testing::Test {
 TEST_F(DeviceMethodsTest, SendsEachRequestAndReadsAnEmptyReply) {
   for (const Method& method : AllMethods()) {
     SCOPED_TRACE(method.name);
-    PromiseProbe probe;
-    const std::size_t index = Start(method.call, probe);
-    EXPECT_EQ(Describe(channel->Request(index)), method.wantRequest);
-    channel->Respond(index, Reply({}));
-    RunUntilSettled(probe);
-    EXPECT_EQ(probe.Text(), method.wantOnEmptyReply);
-    EXPECT_EQ(probe.SettleCount(), 1);
+    std::string request;
+    EXPECT_EQ(Exchange(method.call,
+                       [&](std::size_t i) {
+                         request = Describe(channel->Request(i));
+                         channel->Respond(i, Reply({}));
+                       }),
+              method.wantOnEmptyReply);
+    EXPECT_EQ(request, method.wantRequest);
 
-    const std::string onFailedStatus =
-        Exchange(method.call, Reply({}, AppServiceResponseStatus::Failure));
-    EXPECT_EQ(onFailedStatus, method.query ? Rejected(std::string("Failed to receive response. "
-                                                                  "Request=") +
-                                                      method.name)
-                                           : method.wantOnEmptyReply);
+    const std::string failed =
+        Rejected(std::string("Failed to receive response. Request=") + method.name);
+    EXPECT_EQ(Exchange(method.call, Reply({}, AppServiceResponseStatus::Failure)),
+              method.query ? failed : method.wantOnEmptyReply);
   }
 }
 
 TEST_F(DeviceMethodsTest, ReadsEachReply) {
-  const ValueSet oneKeyboard = List({Nested(Keyboard("kb", List({})))});
   const struct {
     const char* method;
     const char* desc;
     AppServiceResponse response;
     std::string want;
   } rows[] = {
-      {"keyboards", "", Reply(Set({{"keyboards", Nested(oneKeyboard)}})),
-       Resolved(R"([{"appPaths":["/bin/app0","/bin/app1","/bin/app2","/bin/app3","/bin/app4",)"
-                R"("/bin/app5","/bin/app6","/bin/app7"],"id":"kb","layers":[],"model":2,)"
-                R"("name":"Board"}])")},
-      {"keyboards", "failed status, not read",
-       Reply(Set({{"keyboards", Nested(oneKeyboard)}}), AppServiceResponseStatus::Unknown),
-       Rejected("Failed to receive response. Request=keyboards")},
+      {"keyboards", "", Reply(Set({{"keyboards", Nested(List({}))}})), Resolved("[]")},
       {"keyboards", "conversion error",
-       Reply(Set(
-           {{"keyboards", Nested(List({Nested(Without(Keyboard("kb", List({})), "layers"))}))}})),
+       Reply(Set({{"keyboards", Nested(List({Nested(Set({}))}))}})),
        Rejected("No such interface supported")},
       {"isFlashing", "", Reply(Set({{"result", Bool(true)}})), Resolved("true")},
       {"isFlashing", "result as text", Reply(Set({{"result", Str("true")}})), Resolved("false")},
@@ -219,8 +200,6 @@ TEST_F(DeviceMethodsTest, RejectsFailedSends) {
        "Bus closed", true},
       {"cancelled send", [](FakeChannel& c, std::size_t i) { c.Cancel(i); },
        "The operation was canceled by the user.", true},
-      {"error without text",
-       [](FakeChannel& c, std::size_t i) { c.Fail(i, hresult_error(0x80000001)); }, "", true},
       {"not a platform error", [](FakeChannel& c, std::size_t i) { c.FailWithForeignError(i); },
        "Promise destroyed.", false},
   };

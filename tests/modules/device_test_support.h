@@ -5,60 +5,27 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 
 #include "platform/value_set.h"
+#include "support/fake_react_host.h"
 #include "support/json_text_writer.h"
-#include "values/react_promise.h"
 
 namespace tessarel::testing {
 
-class PromiseProbe {
- public:
-  // The probe keeps no copy, so a run that drops the promise shows
-  // "Promise destroyed.". Every settlement is counted; the first is recorded.
-  ReactPromise<JSValue> Promise() {
-    auto writer = std::make_shared<JsonTextWriter>();
-    auto record = [state = state_, writer](IJSValueWriter&) {
-      std::lock_guard lock(state->mutex);
-      if (state->count++ == 0) {
-        state->text = writer->Text();
-        state->thread = std::this_thread::get_id();
-      }
-      state->settled.notify_all();
-    };
-    return ReactPromise<JSValue>(writer, record, record);
-  }
-
+// Every settlement is counted; the first is recorded.
+struct PromiseProbe {
+  ReactPromise<JSValue> Promise() const { return PromiseInto(call); }
   // For settlements on another thread; the timeout only stops a broken test hanging.
-  bool WaitSettled() const {
-    std::unique_lock lock(state_->mutex);
-    return state_->settled.wait_for(lock, std::chrono::seconds(10),
-                                    [&] { return state_->count > 0; });
-  }
+  bool WaitSettled() const { return call->Wait(std::chrono::seconds(10)).callbackCount > 0; }
   bool Settled() const { return SettleCount() > 0; }
-  int SettleCount() const { return Read(&State::count); }
-  std::string Text() const { return Read(&State::text); }
-  std::thread::id Thread() const { return Read(&State::thread); }
+  int SettleCount() const { return call->Current().callbackCount; }
+  std::string Text() const { return ToJson(call->Current().payload); }
+  std::thread::id Thread() const { return call->Current().thread; }
 
- private:
-  struct State {
-    std::mutex mutex;
-    std::condition_variable settled;
-    int count = 0;
-    std::string text;
-    std::thread::id thread;
-  };
-  template <class T>
-  T Read(T State::*member) const {
-    std::lock_guard lock(state_->mutex);
-    return (*state_).*member;
-  }
-  std::shared_ptr<State> state_ = std::make_shared<State>();
+  std::shared_ptr<PendingCall> call = std::make_shared<PendingCall>();
 };
 
 // What the script receives for a resolution with `json`, or a rejection.

@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <atomic>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -25,35 +23,8 @@ namespace {
 namespace fs = std::filesystem;
 using testing::MethodResult;
 using testing::PendingCall;
+using testing::PromiseInto;
 using Callback = MethodResult::Callback;
-constexpr auto kGuard = std::chrono::seconds(10);  // only against a hang
-
-// The UI thread: a thread draining the main view's dispatcher.
-class MainViewThread {
- public:
-  MainViewThread() { CoreApplication::SetMainViewDispatcher(dispatcher_); }
-  ~MainViewThread() {
-    stop_ = true;
-    dispatcher_->Post([] {});
-    if (thread_.joinable()) thread_.join();
-    CoreApplication::SetMainViewDispatcher(nullptr);
-  }
-  MainViewThread(const MainViewThread&) = delete;
-  MainViewThread& operator=(const MainViewThread&) = delete;
-
-  void Start() {
-    thread_ = std::thread([this] {
-      dispatcher_->RunUntil([this] { return stop_.load(); }, std::chrono::minutes(1));
-    });
-  }
-  std::thread::id Id() const { return thread_.get_id(); }
-  ManualDispatcher& Dispatcher() { return *dispatcher_; }
-
- private:
-  std::shared_ptr<ManualDispatcher> dispatcher_ = std::make_shared<ManualDispatcher>();
-  std::atomic<bool> stop_{false};
-  std::thread thread_;
-};
 
 class StartupMethodsTest : public ::testing::Test {
  protected:
@@ -63,8 +34,10 @@ class StartupMethodsTest : public ::testing::Test {
     root_ = pattern;
     UseDirectories("");
     setenv("XDG_CURRENT_DESKTOP", "Test", 1);
+    CoreApplication::SetMainViewDispatcher(mainView_);
   }
   void TearDown() override {
+    CoreApplication::SetMainViewDispatcher(nullptr);
     std::error_code ignored;
     fs::remove_all(root_, ignored);
   }
@@ -82,32 +55,26 @@ class StartupMethodsTest : public ::testing::Test {
     std::ofstream(path) << "[Desktop Entry]\nType=Application\nName=x\nExec=/bin/true\n" << extra;
   }
 
-  // A promise whose settlement lands in `call`, as the host's would.
-  static ReactPromise<JSValue> PromiseFor(const std::shared_ptr<PendingCall>& call,
-                                          std::function<void()> onSettled = {}) {
-    auto writer = std::make_shared<JSValueTreeWriter>();
-    auto settle = [call, writer, onSettled](Callback callback) {
-      return [call, writer, onSettled, callback](IJSValueWriter&) {
-        if (onSettled) onSettled();
-        call->Record(callback, writer->TakeValue());
-      };
-    };
-    return ReactPromise<JSValue>(writer, settle(Callback::Resolve), settle(Callback::Reject));
+  // Runs the UI thread's queue (this thread's, here) until the call settles.
+  MethodResult Finish(const std::shared_ptr<PendingCall>& call) {
+    EXPECT_TRUE(mainView_->RunUntil([&] { return call->Current().callbackCount > 0; }));
+    return call->Current();
   }
   MethodResult Set(JSValue enabled) {
     auto call = std::make_shared<PendingCall>();
-    module_->setIsLaunchAtStartUpEnabled(std::move(enabled), PromiseFor(call));
-    return call->Wait(kGuard);
+    module_->setIsLaunchAtStartUpEnabled(std::move(enabled), PromiseInto(call));
+    return Finish(call);
   }
   JSValue IsEnabled() {
     auto call = std::make_shared<PendingCall>();
-    module_->isLaunchAtStartUpEnabled(PromiseFor(call));
-    const MethodResult result = call->Wait(kGuard);
+    module_->isLaunchAtStartUpEnabled(PromiseInto(call));
+    const MethodResult result = Finish(call);
     EXPECT_EQ(result.callback, Callback::Resolve) << result.RejectMessage();
     return result.Value();
   }
 
   fs::path root_;
+  std::shared_ptr<ManualDispatcher> mainView_ = std::make_shared<ManualDispatcher>();
   std::shared_ptr<TessarelJs> module_ = std::make_shared<TessarelJs>();
 };
 
@@ -128,8 +95,6 @@ TEST_F(StartupMethodsTest, SetConvertsItsArgumentAndIsReadsTheResult) {
        false},
       {"disabling an administrator's entry", "", false, JSValue(false), true},
   };
-  MainViewThread mainView;
-  mainView.Start();
   int index = 0;
   for (const auto& row : rows) {
     SCOPED_TRACE(row.desc);
@@ -149,37 +114,28 @@ TEST_F(StartupMethodsTest, SetConvertsItsArgumentAndIsReadsTheResult) {
 }
 
 TEST_F(StartupMethodsTest, EnablingRunsOnTheMainViewThreadAndDisablingStaysPut) {
-  {
-    SCOPED_TRACE("no UI thread to enable on");
-    CoreApplication::SetMainViewDispatcher(nullptr);
-    const MethodResult result = Set(true);
-    EXPECT_EQ(result.RejectMessage(),
-              "Failed to set launch at start up: No dispatcher to resume on");
-  }
-  std::thread::id settledOn;
-  const auto notingThread = [&settledOn] { settledOn = std::this_thread::get_id(); };
-
-  MainViewThread mainView;  // installed, not yet running
   auto enabling = std::make_shared<PendingCall>();
-  module_->setIsLaunchAtStartUpEnabled(true, PromiseFor(enabling, notingThread));
+  module_->setIsLaunchAtStartUpEnabled(true, PromiseInto(enabling));
   // Nothing is written until the UI thread has run the rest of the call.
   EXPECT_EQ(enabling->Current().callbackCount, 0);
   EXPECT_FALSE(fs::exists(UserEntry()));
-  mainView.Start();
-  ASSERT_EQ(enabling->Wait(kGuard).callback, Callback::Resolve);
-  EXPECT_EQ(settledOn, mainView.Id());
+  // Settled by this thread's turn of the UI queue, not on the pool.
+  const MethodResult enabled = Finish(enabling);
+  EXPECT_EQ(enabled.callback, Callback::Resolve);
+  EXPECT_EQ(enabled.thread, std::this_thread::get_id());
   EXPECT_TRUE(fs::exists(UserEntry()));
 
-  // Disabling settles within the call, on the calling thread, and posts
-  // nothing to the UI thread (which is not running here, so a post would
-  // stay queued).
-  MainViewThread idle;
+  // Disabling settles within the call and posts nothing to the UI thread.
   auto disabling = std::make_shared<PendingCall>();
-  module_->setIsLaunchAtStartUpEnabled(false, PromiseFor(disabling, notingThread));
-  ASSERT_EQ(disabling->Current().callback, Callback::Resolve);
-  EXPECT_EQ(settledOn, std::this_thread::get_id());
-  EXPECT_EQ(idle.Dispatcher().RunPending(), 0u);
+  module_->setIsLaunchAtStartUpEnabled(false, PromiseInto(disabling));
+  EXPECT_EQ(disabling->Current().callback, Callback::Resolve);
+  EXPECT_EQ(disabling->Current().thread, std::this_thread::get_id());
+  EXPECT_EQ(mainView_->RunPending(), 0u);
   EXPECT_EQ(IsEnabled(), JSValue(false));
+
+  CoreApplication::SetMainViewDispatcher(nullptr);
+  EXPECT_EQ(Set(true).RejectMessage(),
+            "Failed to set launch at start up: No dispatcher to resume on");
 }
 
 }  // namespace

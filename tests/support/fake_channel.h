@@ -8,18 +8,15 @@
 //   channel->Request(0);                             // {"method": "isFlashing"}
 //   channel->Respond(0, Reply({{"result", Bool(true)}}));
 //
-// Sends may also be answered at once by a responder set beforehand
-// (AnswerWith). Each send is answered at most once; a send still pending when
-// the channel goes away fails with kDisconnected, as the platform's does.
+// Each send is answered at most once; a send still pending when the channel
+// goes away fails with kDisconnected, as the platform's does.
 //
 // Thread-safety: every member may be called from any thread.
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <stdexcept>
 #include <vector>
 
@@ -36,26 +33,11 @@ inline AppServiceResponse Reply(
 
 class FakeChannel : public AppServiceConnection::Channel {
  public:
-  // Answers a request at once when it returns a response; nullopt leaves the
-  // send pending for the test.
-  using Responder = std::function<std::optional<AppServiceResponse>(const ValueSet& request)>;
-
   IAsyncOperation<AppServiceResponse> SendMessageAsync(ValueSet message) override {
     AsyncCompletionSource<AppServiceResponse> completion;
-    std::optional<AppServiceResponse> immediate;
-    {
-      std::lock_guard lock(mutex_);
-      if (responder_) immediate = responder_(message);
-      sends_.push_back({std::move(message), completion, immediate.has_value()});
-    }
-    auto operation = completion.Operation();
-    if (immediate) completion.Complete(std::move(*immediate));
-    return operation;
-  }
-
-  void AnswerWith(Responder responder) {
     std::lock_guard lock(mutex_);
-    responder_ = std::move(responder);
+    sends_.push_back({std::move(message), completion, false});
+    return completion.Operation();
   }
 
   std::size_t SendCount() const {
@@ -97,7 +79,6 @@ class FakeChannel : public AppServiceConnection::Channel {
 
   mutable std::mutex mutex_;
   std::vector<Send> sends_;
-  Responder responder_;
 };
 
 // A background activation that hands over one channel.

@@ -28,19 +28,22 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "host/react_module.h"
 #include "values/js_value.h"
 #include "values/js_value_tree.h"
+#include "values/react_promise.h"
 
 namespace tessarel::testing {
 
 struct MethodResult {
   enum class Callback { None, Resolve, Reject };
   Callback callback = Callback::None;
-  JSValue payload;        // the argument list the (first) callback received
-  int callbackCount = 0;  // how many times any result callback fired
+  JSValue payload;         // the argument list the (first) callback received
+  int callbackCount = 0;   // how many times any result callback fired
+  std::thread::id thread;  // where the first callback fired
 
   // The resolved value, payload[0]; null when not resolved.
   JSValue Value() const {
@@ -85,6 +88,7 @@ class PendingCall {
       if (result_.callbackCount++ == 0) {
         result_.callback = callback;
         result_.payload = std::move(payload);
+        result_.thread = std::this_thread::get_id();
       }
     }
     settled_.notify_all();
@@ -95,6 +99,22 @@ class PendingCall {
   std::condition_variable settled_;
   MethodResult result_;
 };
+
+// The host's result callback of one kind: records what `writer` holds.
+inline MethodResultCallback RecordInto(std::shared_ptr<PendingCall> call,
+                                       MethodResult::Callback kind,
+                                       std::shared_ptr<JSValueTreeWriter> writer) {
+  return [call, kind, writer](IJSValueWriter&) { call->Record(kind, writer->TakeValue()); };
+}
+
+// A promise for calling a module's method body directly, settled into `call`
+// as through the host. It holds no copy of itself, so a body that drops it
+// shows "Promise destroyed.".
+inline ReactPromise<JSValue> PromiseInto(const std::shared_ptr<PendingCall>& call) {
+  auto writer = std::make_shared<JSValueTreeWriter>();
+  return ReactPromise<JSValue>(writer, RecordInto(call, MethodResult::Callback::Resolve, writer),
+                               RecordInto(call, MethodResult::Callback::Reject, writer));
+}
 
 class FakeReactModuleBuilder : public IReactModuleBuilder {
  public:
@@ -125,14 +145,8 @@ class FakeReactModuleBuilder : public IReactModuleBuilder {
     auto call = std::make_shared<PendingCall>();
     JSValueTreeReader reader(std::move(args));
     auto writer = std::make_shared<JSValueTreeWriter>();
-    method(
-        reader, writer,
-        [call, writer](IJSValueWriter&) {
-          call->Record(MethodResult::Callback::Resolve, writer->TakeValue());
-        },
-        [call, writer](IJSValueWriter&) {
-          call->Record(MethodResult::Callback::Reject, writer->TakeValue());
-        });
+    method(reader, writer, RecordInto(call, MethodResult::Callback::Resolve, writer),
+           RecordInto(call, MethodResult::Callback::Reject, writer));
     return call;
   }
 
