@@ -32,46 +32,31 @@ class NamedProvider final : public IReactPackageProvider {
   std::string name;
 };
 
-// A registry of the table's classes whose factories record the order in
-// which they are asked.
-struct RecordingRegistry {
-  ClassRegistry registry;
-  std::shared_ptr<std::vector<std::string>> activated =
-      std::make_shared<std::vector<std::string>>();
-
-  RecordingRegistry() {
-    for (const std::string& name : kProviderTable) {
-      registry.Register(name, [name, activated = activated] {
-        activated->push_back(name);
-        return std::make_shared<NamedProvider>(name);
-      });
-    }
-  }
-};
-
 TEST(AppStartupTest, RunsThePackagedBundleWithDeveloperFeaturesOff) {
   App app;
   EXPECT_EQ(App::Current(), &app);
   const ReactInstanceSettings& settings = app.InstanceSettings();
   EXPECT_FALSE(settings.UseWebDebugger || settings.UseFastRefresh || settings.UseDeveloperSupport);
-  EXPECT_EQ(app.Host().BundleFile().filename(), "index.windows.bundle");
-  EXPECT_EQ(app.Host().BundleFile().parent_path().filename(), "Bundle");
-  app.Host().Overrides().bundleFile = "/tmp/other.js";
-  EXPECT_EQ(app.Host().BundleFile(), "/tmp/other.js");
+  EXPECT_TRUE(app.Host().BundleFile().string().ends_with("/Bundle/index.windows.bundle"))
+      << app.Host().BundleFile();
 }
 
 TEST(AppStartupTest, ProvidersInTableOrderThenTheProgramsOwn) {
-  RecordingRegistry recording;
-  App app(recording.registry);
-  EXPECT_EQ(*recording.activated, kProviderTable);
-  const auto& providers = app.PackageProviders();
-  ASSERT_EQ(providers.size(), kProviderTable.size() + 1);
-  for (std::size_t i = 0; i < kProviderTable.size(); ++i) {
-    auto* named = dynamic_cast<NamedProvider*>(providers[i].get());
-    ASSERT_NE(named, nullptr);
-    EXPECT_EQ(named->name, kProviderTable[i]);
+  ClassRegistry registry;
+  for (const std::string& name : kProviderTable) {
+    registry.Register(name, [name] { return std::make_shared<NamedProvider>(name); });
   }
-  EXPECT_NE(dynamic_cast<ReactPackageProvider*>(providers.back().get()), nullptr);
+  App app(registry);
+  std::vector<std::string> made;
+  for (const auto& provider : app.PackageProviders()) {
+    const auto* named = dynamic_cast<const NamedProvider*>(provider.get());
+    made.push_back(named                                                 ? named->name
+                   : dynamic_cast<ReactPackageProvider*>(provider.get()) ? "own"
+                                                                         : "other");
+  }
+  std::vector<std::string> want = kProviderTable;
+  want.push_back("own");
+  EXPECT_EQ(made, want);
 }
 
 // What the program's main returns and prints when it cannot start.

@@ -6,13 +6,14 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "host/json_value_io.h"
 #include "host/react_instance.h"
+#include "probe_provider.h"
 #include "values/js_value.h"
 #include "values/react_promise.h"
 
@@ -36,12 +37,9 @@ TEST(BridgeMessageTest, AnswersOnlyWellFormedMessagesWithTheToken) {
       {withToken + R"("kind":"eval"})", Refused},
       {withToken + R"("kind":"call","module":"M","method":[]})", Refused},
       {R"(["call"])", Refused},
-      {withToken + R"("kind":"call","module":"M","method":"f","args":)" + std::string(200, '[') +
-           std::string(200, ']') + "}",
-       Refused},
   };
   for (const auto& [text, want] : rows) {
-    SCOPED_TRACE(text.substr(0, 80));
+    SCOPED_TRACE(text);
     const BridgeMessage message = ParseBridgeMessage(text, token);
     ASSERT_EQ(message.index(), static_cast<std::size_t>(want));
     if (want == Call) {
@@ -61,51 +59,14 @@ TEST(BridgeMessageTest, TokensAreFreshHexDigits) {
   EXPECT_NE(a, NewBridgeToken());
 }
 
-// Promises a method kept, for the test to settle or drop later.
-struct Kept {
-  std::mutex mutex;
-  std::vector<ReactPromise<JSValue>> promises;
-};
-
-class Provider final : public IReactPackageProvider {
- public:
-  explicit Provider(std::shared_ptr<Kept> kept) : kept_(std::move(kept)) {}
-  void CreatePackage(IReactPackageBuilder& packages) override {
-    packages.AddModule("Probe", [kept = kept_](IReactModuleBuilder& builder) {
-      const auto promiseMethod = [&](const char* name, auto body) {
-        builder.AddMethod(name, MethodReturnType::Promise,
-                          [kept, body](IJSValueReader&, std::shared_ptr<IJSValueWriter> writer,
-                                       MethodResultCallback resolve, MethodResultCallback reject) {
-                            body(*kept, ReactPromise<JSValue>(std::move(writer), std::move(resolve),
-                                                              std::move(reject)));
-                          });
-      };
-      promiseMethod("resolveNow", [](Kept&, ReactPromise<JSValue> p) {
-        p.Resolve(JSValue::Object({{"b", 2}, {"a", "x"}}));
-        p.Reject("second settlement, ignored");
-      });
-      promiseMethod("rejectNow", [](Kept&, ReactPromise<JSValue> p) { p.Reject("No luck"); });
-      promiseMethod("keep", [](Kept& k, ReactPromise<JSValue> p) {
-        std::lock_guard lock(k.mutex);
-        k.promises.push_back(std::move(p));
-      });
-      promiseMethod("drop", [](Kept&, ReactPromise<JSValue>) {});
-      promiseMethod("throws", [](Kept&, ReactPromise<JSValue>) { throw std::runtime_error("x"); });
-      builder.AddMethod("fireAndForget", MethodReturnType::Void,
-                        [](IJSValueReader&, std::shared_ptr<IJSValueWriter>, MethodResultCallback,
-                           MethodResultCallback) {});
-      return kept;
-    });
-  }
-
- private:
-  std::shared_ptr<Kept> kept_;
-};
+using testing::ProbeMethods;
+using testing::ProbeProvider;
+using testing::Promise;
 
 class BridgeDispatchTest : public ::testing::Test {
  protected:
+  // The envelopes a call got, with the thread each came from.
   struct Replies {
-    std::mutex mutex;
     std::vector<std::string> envelopes;
     std::vector<std::thread::id> threads;
   };
@@ -114,25 +75,30 @@ class BridgeDispatchTest : public ::testing::Test {
     auto replies = std::make_shared<Replies>();
     DispatchBridgeCall(*instance_, BridgeCall{module, method, nlohmann::ordered_json::array()},
                        [replies](std::string envelope) {
-                         std::lock_guard lock(replies->mutex);
                          replies->envelopes.push_back(std::move(envelope));
                          replies->threads.push_back(std::this_thread::get_id());
                        });
     return replies;
   }
 
-  std::shared_ptr<Kept> kept_ = std::make_shared<Kept>();
+  std::vector<Promise> kept_;
   std::shared_ptr<ReactInstance> instance_ = ReactInstance::Create(
-      {std::make_shared<Provider>(kept_)}, std::make_shared<ManualDispatcher>());
+      {std::make_shared<ProbeProvider>(ProbeMethods{
+          {"resolveNow",
+           [](auto&, Promise p) {
+             p.Resolve(JSValue::Object({{"b", 2}, {"a", "x"}}));
+             p.Reject("second settlement, ignored");
+           }},
+          {"rejectNow", [](auto&, Promise p) { p.Reject("No luck"); }},
+          {"keep", [this](auto&, Promise p) { kept_.push_back(std::move(p)); }},
+          {"drop", [](auto&, Promise) {}},
+          {"throws", [](auto&, Promise) { throw std::runtime_error("x"); }},
+      })},
+      std::make_shared<ManualDispatcher>());
 };
 
 TEST_F(BridgeDispatchTest, EveryCallGetsExactlyOneEnvelope) {
-  struct Row {
-    const char* module;
-    const char* method;
-    std::string want;
-  };
-  const Row rows[] = {
+  const std::tuple<const char*, const char*, std::string> rows[] = {
       {"Probe", "resolveNow", R"({"resolve":[{"a":"x","b":2}]})"},
       {"Probe", "rejectNow",
        R"({"reject":[{"code":"EUNSPECIFIED","message":"No luck","userInfo":null}]})"},
@@ -144,10 +110,9 @@ TEST_F(BridgeDispatchTest, EveryCallGetsExactlyOneEnvelope) {
       {"Nobody", "resolveNow",
        R"({"reject":[{"code":"EUNSPECIFIED","message":"Unknown native module Nobody","userInfo":null}]})"},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.method);
-    auto replies = Call(row.method, row.module);
-    EXPECT_EQ(replies->envelopes, std::vector<std::string>{row.want});
+  for (const auto& [module, method, want] : rows) {
+    SCOPED_TRACE(method);
+    EXPECT_EQ(Call(method, module)->envelopes, std::vector<std::string>{want});
   }
 }
 
@@ -156,31 +121,26 @@ TEST_F(BridgeDispatchTest, EveryCallGetsExactlyOneEnvelope) {
 TEST_F(BridgeDispatchTest, KeptPromisesReplyOnceWhenSettledOrDroppedLater) {
   auto settled = Call("keep");
   auto dropped = Call("keep");
+  ASSERT_EQ(kept_.size(), 2u);
   EXPECT_TRUE(settled->envelopes.empty());
-  std::vector<ReactPromise<JSValue>> kept;
-  kept.swap(kept_->promises);
-  ASSERT_EQ(kept.size(), 2u);
   std::thread::id settler;
   std::thread([&] {
     settler = std::this_thread::get_id();
-    ReactPromise<JSValue> copy = kept.front();
+    Promise copy = kept_.front();
     copy.Resolve(JSValue(7));
-    kept.front().Reject("too late");
+    kept_.front().Reject("too late");
   }).join();
   EXPECT_EQ(settled->envelopes, std::vector<std::string>{R"({"resolve":[7]})"});
   EXPECT_EQ(settled->threads, std::vector<std::thread::id>{settler});
   EXPECT_TRUE(dropped->envelopes.empty());
-  kept.clear();
+  kept_.clear();
   EXPECT_EQ(dropped->envelopes, std::vector<std::string>{kDestroyed});
   EXPECT_EQ(settled->envelopes.size(), 1u);
 }
 
-TEST(BridgeEnvelopeTest, ShapesAndEscaping) {
+TEST(BridgeEnvelopeTest, AResultIsAlwaysAnArgumentList) {
   EXPECT_EQ(ResolveEnvelope("5"), R"({"resolve":[5]})");
   EXPECT_EQ(ResolveEnvelope("null"), R"({"resolve":[]})");
-  EXPECT_EQ(RejectEnvelope("say \"no\"\n"),
-            R"({"reject":[{"code":"EUNSPECIFIED","message":"say \"no\"\n","userInfo":null}]})");
-  EXPECT_NO_THROW(ParseJsonText(RejectEnvelope(std::string("bad \xff utf-8"))));
 }
 
 }  // namespace

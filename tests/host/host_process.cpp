@@ -18,14 +18,12 @@ namespace fs = std::filesystem;
 
 std::string ReadFile(const fs::path& file) {
   std::ifstream in(file, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
+  return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-// Forks and execs with the calling environment changed by `environment`
-// ("NAME=value" sets, a bare "NAME" removes). The child gets its own process
-// group, so that everything it starts can be killed together.
+// Forks and execs with the calling environment changed by `environment`.
+// The child gets its own process group, so that everything it starts can be
+// killed together.
 pid_t Spawn(const std::vector<std::string>& argv, const std::vector<std::string>& environment,
             int stdoutFd, int stderrFd, int keepFd = -1) {
   std::vector<char*> args;
@@ -40,14 +38,7 @@ pid_t Spawn(const std::vector<std::string>& argv, const std::vector<std::string>
     for (int fd = 3; fd < 1024; ++fd) {
       if (fd != keepFd) close(fd);
     }
-    for (const auto& entry : environment) {
-      const auto equals = entry.find('=');
-      if (equals == std::string::npos) {
-        unsetenv(entry.c_str());
-      } else {
-        setenv(entry.substr(0, equals).c_str(), entry.substr(equals + 1).c_str(), 1);
-      }
-    }
+    ApplyEnvironment(environment);
     execvp(args[0], args.data());
     _exit(127);
   }
@@ -55,6 +46,17 @@ pid_t Spawn(const std::vector<std::string>& argv, const std::vector<std::string>
 }
 
 }  // namespace
+
+void ApplyEnvironment(const std::vector<std::string>& environment) {
+  for (const auto& entry : environment) {
+    const auto equals = entry.find('=');
+    if (equals == std::string::npos) {
+      unsetenv(entry.c_str());
+    } else {
+      setenv(entry.substr(0, equals).c_str(), entry.substr(equals + 1).c_str(), 1);
+    }
+  }
+}
 
 XServer::XServer() {
   int fds[2];
@@ -83,9 +85,8 @@ Session::Session() {
   std::string pattern = (fs::temp_directory_path() / "tessarel-test-XXXXXX").string();
   if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
   root_ = pattern;
-  for (const char* name : {"runtime", "data", "cache", "config"}) {
+  for (const char* name : {"runtime", "data", "cache", "config"})
     fs::create_directories(root_ / name);
-  }
   fs::permissions(root_ / "runtime", fs::perms::owner_all, fs::perm_options::replace);
 }
 
@@ -94,11 +95,21 @@ Session::~Session() {
   fs::remove_all(root_, ignored);
 }
 
-std::vector<std::string> Session::Environment() const {
+std::vector<std::string> Session::Environment(const XServer& display) const {
+  // No session bus, accessibility bus or portals: a test session has none,
+  // and the host needs none. TESSAREL_COMPANION set and empty: no companion.
   return {"XDG_RUNTIME_DIR=" + (root_ / "runtime").string(),
           "XDG_DATA_HOME=" + (root_ / "data").string(),
           "XDG_CACHE_HOME=" + (root_ / "cache").string(),
-          "XDG_CONFIG_HOME=" + (root_ / "config").string()};
+          "XDG_CONFIG_HOME=" + (root_ / "config").string(),
+          "DISPLAY=" + display.Display(),
+          "GDK_BACKEND=x11",
+          "WAYLAND_DISPLAY=",
+          "DBUS_SESSION_BUS_ADDRESS",
+          "GTK_A11Y=none",
+          "NO_AT_BRIDGE=1",
+          "GTK_USE_PORTAL=0",
+          "TESSAREL_COMPANION="};
 }
 
 std::vector<std::string> ProcessRun::Lines(std::string_view prefix) const {
@@ -116,12 +127,9 @@ std::string ProcessRun::Line(std::string_view prefix) const {
 }
 
 std::string ProcessRun::Describe() const {
-  std::ostringstream text;
-  text << "exited=" << exited << " status=" << status << " signal=" << signal
-       << " timedOut=" << timedOut << "\n--- stdout ---\n"
-       << out << "\n--- stderr ---\n"
-       << err;
-  return text.str();
+  return "exited=" + std::to_string(exited) + " status=" + std::to_string(status) +
+         " signal=" + std::to_string(signal) + "\n--- stdout ---\n" + out + "\n--- stderr ---\n" +
+         err;
 }
 
 ProcessRun RunTessarel(const XServer& display, const Session& session,
@@ -129,25 +137,11 @@ ProcessRun RunTessarel(const XServer& display, const Session& session,
                        std::chrono::seconds timeout) {
   std::vector<std::string> argv = {program.string()};
   argv.insert(argv.end(), arguments.begin(), arguments.end());
-  std::vector<std::string> environment = session.Environment();
-  environment.insert(environment.end(), {
-                                            "DISPLAY=" + display.Display(),
-                                            "GDK_BACKEND=x11",
-                                            "WAYLAND_DISPLAY=",
-                                            // No session bus, accessibility bus or portals: a test
-                                            // session has none, and the host needs none.
-                                            "DBUS_SESSION_BUS_ADDRESS",
-                                            "GTK_A11Y=none",
-                                            "NO_AT_BRIDGE=1",
-                                            "GTK_USE_PORTAL=0",
-                                            // Set and empty: no companion is started.
-                                            "TESSAREL_COMPANION=",
-                                        });
   const fs::path outFile = session.Root() / "stdout";
   const fs::path errFile = session.Root() / "stderr";
   const int outFd = open(outFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   const int errFd = open(errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  const pid_t pid = Spawn(argv, environment, outFd, errFd);
+  const pid_t pid = Spawn(argv, session.Environment(display), outFd, errFd);
   close(outFd);
   close(errFd);
 
@@ -156,7 +150,6 @@ ProcessRun RunTessarel(const XServer& display, const Session& session,
   const auto deadline = std::chrono::steady_clock::now() + timeout;
   while (waitpid(pid, &status, WNOHANG) == 0) {
     if (std::chrono::steady_clock::now() > deadline) {
-      run.timedOut = true;
       kill(-pid, SIGKILL);
       waitpid(pid, &status, 0);
       break;
@@ -166,7 +159,7 @@ ProcessRun RunTessarel(const XServer& display, const Session& session,
   // Whatever the program left running (web processes) goes with its group.
   kill(-pid, SIGKILL);
   if (WIFEXITED(status)) {
-    run.exited = !run.timedOut;
+    run.exited = true;
     run.status = WEXITSTATUS(status);
   } else if (WIFSIGNALED(status)) {
     run.signal = WTERMSIG(status);

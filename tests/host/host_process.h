@@ -36,25 +36,29 @@ class XServer {
 // A temporary directory with the user's directories of one simulated
 // session (XDG_RUNTIME_DIR at 0700, XDG_DATA_HOME, XDG_CACHE_HOME,
 // XDG_CONFIG_HOME), removed when the object goes. Two runs that share a
-// Session share their stored data.
+// Session share their stored data. Environment() gives the changes to the
+// environment that put a host on `display` in this session: "NAME=value"
+// sets, a bare "NAME" removes.
 class Session {
  public:
   Session();
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
-  std::vector<std::string> Environment() const;
+  std::vector<std::string> Environment(const XServer& display) const;
   const std::filesystem::path& Root() const noexcept { return root_; }
 
  private:
   std::filesystem::path root_;
 };
 
+// Applies Session::Environment() to this process.
+void ApplyEnvironment(const std::vector<std::string>& environment);
+
 struct ProcessRun {
-  bool exited = false;    // ended by itself with a status
-  int status = -1;        // its exit status when it exited
-  int signal = 0;         // the signal that ended it, if one did
-  bool timedOut = false;  // killed by the harness
+  bool exited = false;  // ended by itself with a status
+  int status = -1;      // its exit status when it exited
+  int signal = 0;       // the signal that ended it (SIGKILL when it timed out)
   std::string out;
   std::string err;
 

@@ -6,11 +6,14 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "host/json_value_io.h"
 #include "host/react_native_host.h"
+#include "values/js_value.h"
 
 namespace tessarel {
 namespace {
@@ -63,7 +66,7 @@ TEST(ReactInstanceTest, MakesModulesInProviderOrderEachInitializedAtOnce) {
   EXPECT_EQ(instance->FindModule("B")->FindMethod("n"), nullptr);
 }
 
-// A module that keeps its context and emits through it.
+// A module that keeps its context, for the test to emit through.
 class EmitterProvider final : public IReactPackageProvider {
  public:
   std::shared_ptr<IReactContext> context;
@@ -76,53 +79,47 @@ class EmitterProvider final : public IReactPackageProvider {
     });
   }
 
-  void Emit(const std::string& name, const JSValueArgWriter& args) const {
-    context->EmitJSEvent("", name, args);
-  }
-  void EmitNumber(const std::string& name, int value) const {
-    Emit(name, [value](IJSValueWriter& w) {
-      w.WriteArrayBegin();
-      w.WriteInt64(value);
-      w.WriteArrayEnd();
-    });
+  // Writes `args` as the event's arguments; without, passes no writer at all.
+  void Emit(const std::string& name, std::optional<JSValue> args = std::nullopt) const {
+    context->EmitJSEvent(
+        "", name, args ? [args](IJSValueWriter& w) { WriteValue(w, *args); } : JSValueArgWriter());
   }
 };
 
-TEST(ReactInstanceEventsTest, EventsFromAnyThreadArriveInOrderAfterTheSinkIsSet) {
-  auto ui = std::make_shared<ManualDispatcher>();
-  auto provider = std::make_shared<EmitterProvider>();
-  auto instance = ReactInstance::Create({provider}, ui);
-  ASSERT_TRUE(provider->context);
+class ReactInstanceEventsTest : public ::testing::Test {
+ protected:
+  std::shared_ptr<ManualDispatcher> ui_ = std::make_shared<ManualDispatcher>();
+  std::shared_ptr<EmitterProvider> provider_ = std::make_shared<EmitterProvider>();
+  std::shared_ptr<ReactInstance> instance_ = ReactInstance::Create({provider_}, ui_);
+};
 
+TEST_F(ReactInstanceEventsTest, EventsFromAnyThreadArriveInOrderAfterTheSinkIsSet) {
   // Emitted before the page is ready: queued, then delivered first.
-  provider->EmitNumber("early", 9);
+  provider_->Emit("early", JSValueArray{9});
   std::thread([&] {
-    for (int i = 0; i < 3; ++i) provider->EmitNumber("fromThread", i);
+    for (int i = 0; i < 3; ++i) provider_->Emit("fromThread", JSValueArray{i});
   }).join();
-  ui->RunPending();
+  ui_->RunPending();
 
   Log delivered;
-  instance->SetEventSink([&](const std::string& name, const std::string& args) {
+  instance_->SetEventSink([&](const std::string& name, const std::string& args) {
     delivered.push_back(name + " " + args);
   });
   // A single value is a list of one; nothing written is an empty list.
-  provider->Emit("single", [](IJSValueWriter& w) { w.WriteBoolean(true); });
-  provider->Emit("bare", nullptr);
-  ui->RunPending();
+  provider_->Emit("single", true);
+  provider_->Emit("bare");
+  ui_->RunPending();
   EXPECT_EQ(delivered, (Log{"early [9]", "fromThread [0]", "fromThread [1]", "fromThread [2]",
                             "single [true]", "bare []"}));
 }
 
-TEST(ReactInstanceEventsTest, AnEventForAnInstanceThatIsGoneIsDropped) {
-  auto ui = std::make_shared<ManualDispatcher>();
-  auto provider = std::make_shared<EmitterProvider>();
-  auto instance = ReactInstance::Create({provider}, ui);
+TEST_F(ReactInstanceEventsTest, AnEventForAnInstanceThatIsGoneIsDropped) {
   int delivered = 0;
-  instance->SetEventSink([&](const std::string&, const std::string&) { ++delivered; });
-  provider->Emit("late", nullptr);
-  instance.reset();                  // the page reloaded before the event got there
-  provider->Emit("later", nullptr);  // the module may still emit afterwards
-  EXPECT_EQ(ui->RunPending(), 2u);
+  instance_->SetEventSink([&](const std::string&, const std::string&) { ++delivered; });
+  provider_->Emit("late");
+  instance_.reset();         // the page reloaded before the event got there
+  provider_->Emit("later");  // the module may still emit afterwards
+  EXPECT_EQ(ui_->RunPending(), 2u);
   EXPECT_EQ(delivered, 0);
 }
 

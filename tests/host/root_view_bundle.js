@@ -1,15 +1,17 @@
-// The page of the root view tests. It calls Probe.wait() and hands what it
-// got to Probe.report(); it reports every "tick" event the same way.
+// The page of the root view tests. Every Probe.call() it makes is followed by
+// another with what that call settled to; it makes one at start and one with
+// every "tick" event.
 (function () {
   'use strict';
   const native = globalThis.TessarelNative;
-  const probe = native.NativeModules.Probe;
-  native.DeviceEventEmitter.addListener('tick', (value) => probe.report({ tick: value }));
+  function call(value) {
+    native.NativeModules.Probe.call(value).then((result) => call({ resolved: result }),
+                                                (error) => call({ rejected: error.message }));
+  }
+  native.DeviceEventEmitter.addListener('tick', (value) => call({ tick: value }));
   native.setAppRegistry({
     runApplication() {
-      probe.wait().then(
-          (value) => probe.report({ resolved: value }),
-          (error) => probe.report({ rejected: error.message, code: error.code }));
+      call();
     },
   });
 })();

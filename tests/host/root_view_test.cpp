@@ -18,6 +18,7 @@
 #include "host_process.h"
 #include "platform/dispatcher.h"
 #include "platform/main_context_dispatcher.h"
+#include "probe_provider.h"
 #include "values/js_value.h"
 #include "values/react_promise.h"
 
@@ -32,65 +33,20 @@ void EnsureDisplay() {
   static const auto display = [] {
     auto server = std::make_unique<XServer>();
     auto session = std::make_unique<Session>();
-    setenv("DISPLAY", server->Display().c_str(), 1);
-    setenv("GDK_BACKEND", "x11", 1);
-    setenv("GTK_A11Y", "none", 1);
-    setenv("GTK_USE_PORTAL", "0", 1);
-    unsetenv("DBUS_SESSION_BUS_ADDRESS");
-    for (const std::string& entry : session->Environment()) {
-      const auto equals = entry.find('=');
-      setenv(entry.substr(0, equals).c_str(), entry.substr(equals + 1).c_str(), 1);
-    }
+    testing::ApplyEnvironment(session->Environment(*server));
     gtk_init();
     return std::make_pair(std::move(server), std::move(session));
   }();
   (void)display;
 }
 
-// The test's module: "wait" keeps its promise for the test to settle,
-// "report" records what the page sends.
+// What the page did with the test's module: the argument of each call
+// (null without one) and its promise, kept for the test to settle.
 struct Probe {
   std::mutex mutex;
-  std::vector<ReactPromise<JSValue>> waiting;
-  std::vector<JSValue> reports;
+  std::vector<JSValue> calls;
+  std::vector<testing::Promise> promises;
   std::shared_ptr<IReactContext> context;
-};
-
-class ProbeProvider final : public IReactPackageProvider {
- public:
-  explicit ProbeProvider(std::shared_ptr<Probe> probe) : probe_(std::move(probe)) {}
-  void CreatePackage(IReactPackageBuilder& packages) override {
-    packages.AddModule("Probe", [probe = probe_](IReactModuleBuilder& builder) {
-      builder.AddInitializer([probe](const std::shared_ptr<IReactContext>& context) {
-        std::lock_guard lock(probe->mutex);
-        probe->context = context;
-      });
-      builder.AddMethod("wait", MethodReturnType::Promise,
-                        [probe](IJSValueReader&, std::shared_ptr<IJSValueWriter> writer,
-                                MethodResultCallback resolve, MethodResultCallback reject) {
-                          std::lock_guard lock(probe->mutex);
-                          probe->waiting.emplace_back(std::move(writer), std::move(resolve),
-                                                      std::move(reject));
-                        });
-      builder.AddMethod("report", MethodReturnType::Promise,
-                        [probe](IJSValueReader& args, std::shared_ptr<IJSValueWriter> writer,
-                                MethodResultCallback resolve, MethodResultCallback reject) {
-                          JSValue value;
-                          if (args.GetNextArrayItem()) value = ReadValue(args);
-                          {
-                            std::lock_guard lock(probe->mutex);
-                            probe->reports.push_back(std::move(value));
-                          }
-                          ReactPromise<JSValue>(std::move(writer), std::move(resolve),
-                                                std::move(reject))
-                              .Resolve(JSValue());
-                        });
-      return probe;
-    });
-  }
-
- private:
-  std::shared_ptr<Probe> probe_;
 };
 
 class RootViewTest : public ::testing::Test {
@@ -98,14 +54,25 @@ class RootViewTest : public ::testing::Test {
   void SetUp() override {
     EnsureDisplay();
     CoreApplication::SetMainViewDispatcher(ui_);
-    host_.PackageProviders().push_back(std::make_shared<ProbeProvider>(probe_));
+    host_.PackageProviders().push_back(std::make_shared<testing::ProbeProvider>(
+        testing::ProbeMethods{{"call",
+                               [probe = probe_](IJSValueReader& args, testing::Promise p) {
+                                 std::lock_guard lock(probe->mutex);
+                                 probe->calls.push_back(args.GetNextArrayItem() ? ReadValue(args)
+                                                                                : JSValue());
+                                 probe->promises.push_back(std::move(p));
+                               }}},
+        [probe = probe_](const std::shared_ptr<IReactContext>& context) {
+          std::lock_guard lock(probe->mutex);
+          probe->context = context;
+        }));
     host_.InstanceSettings().UseDeveloperSupport = false;
     host_.Overrides().bundleFile = TESSAREL_HOST_TEST_DIRECTORY "/root_view_bundle.js";
     window_ = GTK_WINDOW(gtk_window_new());
     g_object_add_weak_pointer(G_OBJECT(window_), reinterpret_cast<gpointer*>(&window_));
-    view_ = TESSAREL_REACT_ROOT_VIEW(g_object_new(TESSAREL_TYPE_REACT_ROOT_VIEW, nullptr));
-    gtk_window_set_child(window_, GTK_WIDGET(view_));
-    ReactRootViewSetReactNativeHost(view_, &host_);
+    auto* view = TESSAREL_REACT_ROOT_VIEW(g_object_new(TESSAREL_TYPE_REACT_ROOT_VIEW, nullptr));
+    gtk_window_set_child(window_, GTK_WIDGET(view));
+    ReactRootViewSetReactNativeHost(view, &host_);
     gtk_window_present(window_);
   }
 
@@ -132,17 +99,22 @@ class RootViewTest : public ::testing::Test {
     RunLoopUntil([&] { return std::chrono::steady_clock::now() > end; });
   }
 
-  std::size_t Waiting() {
+  std::vector<JSValue> Calls() {
     std::lock_guard lock(probe_->mutex);
-    return probe_->waiting.size();
+    return probe_->calls;
   }
-  std::shared_ptr<IReactContext> Context() {
-    std::lock_guard lock(probe_->mutex);
-    return probe_->context;
+
+  // Runs `body` on another thread, with the probe locked.
+  template <class Body>
+  void Elsewhere(Body body) {
+    std::thread([&] {
+      std::lock_guard lock(probe_->mutex);
+      body(*probe_);
+    }).join();
   }
-  std::vector<JSValue> Reports() {
-    std::lock_guard lock(probe_->mutex);
-    return probe_->reports;
+  static void Tick(const Probe& probe, int tick) {
+    probe.context->EmitJSEvent(
+        "", "tick", [tick](IJSValueWriter& writer) { WriteValue(writer, JSValueArray{tick}); });
   }
 
   ScopedThreadDispatcher installed_{MakeMainContextDispatcher(g_main_context_default())};
@@ -150,50 +122,30 @@ class RootViewTest : public ::testing::Test {
   std::shared_ptr<Probe> probe_ = std::make_shared<Probe>();
   ReactNativeHost host_;
   GtkWindow* window_ = nullptr;
-  TessarelReactRootView* view_ = nullptr;
 };
 
-TEST_F(RootViewTest, RepliesAndEventsFromAnotherThreadReachThePageInOrder) {
-  ASSERT_TRUE(RunLoopUntil([&] { return Waiting() == 1; }));
-  std::thread([&] {
-    std::lock_guard lock(probe_->mutex);
-    probe_->waiting.front().Resolve(JSValue(42));
-    probe_->waiting.clear();
-  }).join();
-  ASSERT_TRUE(RunLoopUntil([&] { return Reports().size() == 1; }));
-  std::vector<JSValue> want = {JSValue::Object({{"resolved", 42.0}})};
-
-  std::thread([context = Context()] {
-    for (int tick = 1; tick <= 5; ++tick) {
-      context->EmitJSEvent("", "tick", [tick](IJSValueWriter& writer) {
-        writer.WriteArrayBegin();
-        writer.WriteInt64(tick);
-        writer.WriteArrayEnd();
-      });
-    }
-  }).join();
+TEST_F(RootViewTest, RepliesAndEventsFromAnotherThreadReachThePageInOrderUntilTheViewGoes) {
+  ASSERT_TRUE(RunLoopUntil([&] { return Calls().size() == 1; }));
+  Elsewhere([](Probe& probe) { probe.promises.front().Resolve(JSValue(42)); });
+  ASSERT_TRUE(RunLoopUntil([&] { return Calls().size() == 2; }));
+  Elsewhere([](Probe& probe) {
+    for (int tick = 1; tick <= 5; ++tick) Tick(probe, tick);
+  });
+  std::vector<JSValue> want = {JSValue(), JSValue::Object({{"resolved", 42.0}})};
   for (int tick = 1; tick <= 5; ++tick) want.push_back(JSValue::Object({{"tick", tick * 1.0}}));
-  ASSERT_TRUE(RunLoopUntil([&] { return Reports().size() == want.size(); }));
-  EXPECT_EQ(Reports(), want);
-}
+  ASSERT_TRUE(RunLoopUntil([&] { return Calls().size() == want.size(); }));
+  EXPECT_EQ(Calls(), want);
 
-TEST_F(RootViewTest, AReplyOrEventForAViewThatIsGoneIsDropped) {
-  ASSERT_TRUE(RunLoopUntil([&] { return Waiting() == 1; }));
+  // The page's later calls are still waiting when the view goes.
   gtk_window_destroy(window_);
   RunLoopFor(std::chrono::milliseconds(200));
   ASSERT_EQ(window_, nullptr);
-
-  std::thread([&, context = Context()] {
-    std::vector<ReactPromise<JSValue>> waiting;
-    {
-      std::lock_guard lock(probe_->mutex);
-      waiting.swap(probe_->waiting);
-    }
-    waiting.front().Resolve(JSValue("too late"));
-    context->EmitJSEvent("", "tick", nullptr);
-  }).join();
+  Elsewhere([](Probe& probe) {
+    probe.promises.back().Resolve(JSValue("too late"));
+    Tick(probe, 6);
+  });
   RunLoopFor(std::chrono::milliseconds(300));
-  EXPECT_TRUE(Reports().empty());
+  EXPECT_EQ(Calls(), want);
   // The host and its instance live on without the view.
   ASSERT_TRUE(host_.Instance());
   EXPECT_NE(host_.Instance()->FindModule("Probe"), nullptr);
