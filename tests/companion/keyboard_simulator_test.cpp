@@ -155,30 +155,19 @@ TEST_F(KeyboardSimulatorTest, AnUpdateWritesTheConfigurationItWasGiven) {
   EXPECT_FALSE(Flag("updateDevice", Set({{"keyboardId", Str("PAD")}, {"config", Str("{broken")}})));
   EXPECT_TRUE(Flag("updateDevice", Set({{"keyboardId", Str("PAD")}, {"config", Str(config)}})));
   notifications_.WaitFor("keyboardsUpdated");
-  EXPECT_EQ(Key(0, 0, 0, 0),
-            Set({{"sizeX", U32(2)},
-                 {"sizeY", U32(1)},
-                 {"icon", Nested(Set({{"type", Str("custom")}, {"id", U64(UINT64_MAX)}}))},
-                 {"orientation", U32(2)},
-                 {"inactiveColor", Nested(Color(255, 0, 0))},
-                 {"actionType", U32(1)},
-                 {"actionMacros", Nested(List({U32(4)}))}}));
-  const ValueSet pad =
-      *Call("keyboards").Lookup("keyboards").TryValueSet()->Lookup("0").TryValueSet();
-  const ValueSet& layers = *pad.Lookup("layers").TryValueSet();
-  EXPECT_EQ(*layers.Lookup("count").TryUInt32(), 1u);
-  EXPECT_EQ(*pad.Lookup("appPaths")
-                 .TryValueSet()
-                 ->Lookup("7")
-                 .TryValueSet()
-                 ->Lookup("appPath")
-                 .TryString(),
-            "/h");
-  // The written row keeps its gap: counted, without an entry.
-  const ValueSet& row =
-      *layers.Lookup("0").TryValueSet()->Lookup("keys").TryValueSet()->Lookup("0").TryValueSet();
-  EXPECT_EQ(*row.Lookup("count").TryUInt32(), 2u);
-  EXPECT_FALSE(row.HasKey("1"));
+  // How each member is read is the parser's own test; here the written
+  // keyboard is the one the next list shows.
+  const ValueSet expectedKey =
+      Set({{"sizeX", U32(2)},
+           {"sizeY", U32(1)},
+           {"icon", Nested(Set({{"type", Str("custom")}, {"id", U64(UINT64_MAX)}}))},
+           {"orientation", U32(2)},
+           {"inactiveColor", Nested(Color(255, 0, 0))},
+           {"actionType", U32(1)},
+           {"actionMacros", Nested(List({U32(4)}))}});
+  const ValueSet list = *Call("keyboards").Lookup("keyboards").TryValueSet();
+  EXPECT_EQ(*list.Lookup("0").TryValueSet()->Lookup("layers").TryValueSet(),
+            List({Nested(Layer(0, List({Nested(ListWithCount(2, {{0, Nested(expectedKey)}}))})))}));
 }
 
 TEST_F(KeyboardSimulatorTest, ACancelledUpdateStopsAndSaysSo) {

@@ -10,6 +10,7 @@ namespace tessarel::companion {
 namespace {
 
 using namespace tessarel::testing;
+using tessarel::testing::Color;
 
 std::filesystem::path PackagedKeyboards() {
   // bin/ of the build tree, next to share/tessarel/.
@@ -31,18 +32,17 @@ TEST(SimulatedKeyboardsTest, EncodesTheCompanionsKeyboardModel) {
       ]]}]
     }]})");
   ASSERT_EQ(devices.keyboards.size(), 1u);
-  ValueSet appPaths = AppPaths(0);
-  appPaths.Insert("0", Nested(Set({{"appPath", Str("/usr/bin/gimp")}})));
-  for (int i = 1; i < 8; ++i) {
-    appPaths.Insert(std::to_string(i), Nested(Set({{"appPath", Str("")}})));
-  }
+  // The one path given, then empty ones up to the eight every keyboard has.
+  ValueSet appPaths;
+  for (int i = 0; i < 8; ++i)
+    appPaths.Insert(std::to_string(i), Nested(Set({{"appPath", Str(i ? "" : "/usr/bin/gimp")}})));
   const ValueSet copyKey =
       Set({{"sizeX", U32(2)},
            {"sizeY", U32(1)},
            {"icon", Nested(Set({{"type", Str("builtin")}, {"id", U64(UINT64_MAX)}}))},
            {"orientation", U32(3)},
-           {"inactiveColor", Nested(tessarel::testing::Color(10, 11, 12))},
-           {"activeColor", Nested(tessarel::testing::Color(255, 0, 128))},
+           {"inactiveColor", Nested(Color(10, 11, 12))},
+           {"activeColor", Nested(Color(255, 0, 128))},
            {"actionType", U32(4)},
            {"actionMacros", Nested(List({U32(224), U32(6)}))}});
   // A key given as {} has every default and no optional member; a null is a
@@ -72,14 +72,11 @@ TEST(SimulatedKeyboardsTest, AKeyboardComesBackFromItsScriptForm) {
     const JSValue script = ConvertKeyboards(EncodeKeyboardList({&keyboard}));
     const SimulatedKeyboard back = ParseScriptKeyboard(ToJson(script.TryGetArray()->front()));
     SimulatedKeyboard expected = keyboard;
-    for (SimulatedLayer& layer : expected.layers) {
-      for (auto& row : layer.rows) {
-        for (auto& key : row) {
+    for (SimulatedLayer& layer : expected.layers)
+      for (auto& row : layer.rows)
+        for (auto& key : row)
           if (key) key->label.clear();  // labels are not sent
-        }
-      }
-    }
-    expected.firmwareVersion = 0;  // nor is the firmware version
+    expected.firmwareVersion = 0;       // nor is the firmware version
     EXPECT_EQ(back, expected);
   }
   for (const char* notAKeyboard : {"{}", "{oops"}) {

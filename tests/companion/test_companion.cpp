@@ -4,11 +4,12 @@
 //   send type=s:exit name=s:Pad   sends {"type": "exit", "name": "Pad"} and prints
 //                                 "reply <status> <entries>" or "error <code> <text>"
 //
-// Entries are key=T:value with T one of s (string), b (boolean), y (uint8) or
-// u (uint32), "%20" standing for a blank in a value. It prints "connected <n>"
-// for each connection and "disconnected" when one ends. It serves the app's
-// requests "echo" (answers with the request) and "hold" (never returns: the
-// link thread stops, so every later request stays in flight).
+// Entries are key=T:value with T one of s (string), y (uint8) or u (uint32),
+// "%20" standing for a blank in a value; replies also show b (boolean). It
+// prints "connected <n>" for each connection and "disconnected" when one
+// ends. It serves the app's requests "echo" (answers with the request) and
+// "hold" (never returns: the link thread stops, so every later request stays
+// in flight).
 //
 // --probe [--setuid UID]: instead, connects once with a bare socket (after
 // dropping to UID), offers EXTERNAL authentication and prints "accepted",
@@ -36,9 +37,7 @@ std::string Format(const ValueSet& set) {
   std::string text;
   for (const auto& [key, value] : set) {
     text += " " + key + "=";
-    if (const auto* s = value.TryString())
-      text += "s:" + *s;
-    else if (const auto* b = value.TryBoolean())
+    if (const auto* b = value.TryBoolean())
       text += std::string("b:") + (*b ? "true" : "false");
     else if (const auto* y = value.TryUInt8())
       text += "y:" + std::to_string(*y);
@@ -63,9 +62,6 @@ ValueSet Parse(std::istringstream& words) {
     switch (word[equals + 1]) {
       case 's':
         set.Insert(key, PropertyValue::CreateString(value));
-        break;
-      case 'b':
-        set.Insert(key, PropertyValue::CreateBoolean(value == "true"));
         break;
       case 'y':
         set.Insert(key, PropertyValue::CreateUInt8(static_cast<std::uint8_t>(std::stoul(value))));

@@ -21,15 +21,14 @@
 
 namespace tessarel::testing {
 
-inline std::filesystem::path ProgramDirectory() {
-  return std::filesystem::read_symlink("/proc/self/exe").parent_path();
-}
+// Both next to the test programs, in bin/ of the build tree; the simulated
+// companion where the package puts it, bin/../libexec/tessarel.
 inline std::string TestCompanionPath() {
-  return (ProgramDirectory() / "tessarel-test-companion").string();
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "tessarel-test-companion";
 }
-// The build tree's own package layout: bin/../libexec/tessarel.
 inline std::string SimulatedCompanionPath() {
-  return (ProgramDirectory().parent_path() / "libexec/tessarel/tessarel-companion").string();
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() /
+         "libexec/tessarel/tessarel-companion";
 }
 
 // Sets XDG_RUNTIME_DIR to a fresh directory for the test's life.

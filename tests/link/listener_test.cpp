@@ -1,14 +1,12 @@
-// The app-service socket and who may use it, and the companion launch.
+// The app-service socket and who may use it. Which companion the app
+// launches, and how, is checked end to end by the link and install scripts.
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 
 #include <cstring>
-#include <fstream>
 
-#include "link/companion_launcher.h"
 #include "link/link_test_support.h"
 #include "link/subprocess.h"
 
@@ -90,41 +88,6 @@ TEST_F(ListenerTest, RefusesPeersOfAnotherUser) {
   EXPECT_EQ(probe(true), "refused");
   EXPECT_EQ(probe(false), "accepted");
   EXPECT_EQ(recorder.Count(), 0u);  // neither probe finished the handshake
-}
-
-TEST_F(ListenerTest, CompanionExecutableComesFromTheEnvironmentOrThePackage) {
-  // The test programs run from bin/ of the build tree, whose manifest names
-  // the simulated companion.
-  const std::pair<const char*, std::optional<std::filesystem::path>> rows[] = {
-      {"/opt/other/companion", "/opt/other/companion"},
-      {"", std::nullopt},
-      {nullptr, SimulatedCompanionPath()},
-  };
-  for (const auto& [variable, expected] : rows) {
-    SCOPED_TRACE(variable ? variable : "unset");
-    if (variable)
-      setenv("TESSAREL_COMPANION", variable, 1);
-    else
-      unsetenv("TESSAREL_COMPANION");
-    EXPECT_EQ(link::ResolveCompanionExecutable(), expected);
-  }
-}
-
-TEST_F(ListenerTest, LaunchedCompanionIsDetachedAndLeavesNoChild) {
-  const auto script = runtimeDirectory_ / "companion.sh";
-  const auto report = runtimeDirectory_ / "parent";
-  std::ofstream(script) << "#!/bin/sh\nsleep 0.2\necho $PPID > " << report.string() << ".tmp\nmv "
-                        << report.string() << ".tmp " << report.string() << "\n";
-  chmod(script.c_str(), 0700);
-  ASSERT_TRUE(link::LaunchDetached(script));
-  // The intermediate child is already reaped: no child is left to wait for.
-  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
-  EXPECT_EQ(errno, ECHILD);
-  for (int i = 0; i < 300 && !std::filesystem::exists(report); ++i) usleep(10'000);
-  pid_t parentPid = 0;
-  ASSERT_TRUE(std::ifstream(report) >> parentPid);
-  EXPECT_NE(parentPid, getpid());  // reparented, not our child
-  EXPECT_FALSE(link::LaunchDetached(runtimeDirectory_ / "no-such-companion"));
 }
 
 }  // namespace

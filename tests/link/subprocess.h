@@ -22,6 +22,8 @@ namespace tessarel::testing {
 
 class Subprocess {
  public:
+  using Clock = std::chrono::steady_clock;
+
   explicit Subprocess(const std::vector<std::string>& argv) {
     int input[2];
     int output[2];
@@ -51,49 +53,26 @@ class Subprocess {
 
   bool Started() const { return pid_ > 0; }
 
+  // Our lines are far shorter than a pipe's atomic write, so one write
+  // delivers a line whole or not at all.
   void WriteLine(const std::string& line) {
-    const std::string text = line + "\n";
-    for (std::size_t written = 0; written < text.size();) {
-      const ssize_t now = write(stdin_, text.data() + written, text.size() - written);
-      if (now <= 0) return;
-      written += static_cast<std::size_t>(now);
-    }
+    [[maybe_unused]] const ssize_t written = write(stdin_, (line + "\n").data(), line.size() + 1);
   }
 
   // The next line of output; nullopt at its end or when the time runs out.
   std::optional<std::string> ReadLine(
       std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    for (;;) {
-      if (const auto end = buffer_.find('\n'); end != std::string::npos) {
-        std::string line = buffer_.substr(0, end);
-        buffer_.erase(0, end + 1);
-        return line;
-      }
-      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-          deadline - std::chrono::steady_clock::now());
-      if (left.count() <= 0) return std::nullopt;
-      pollfd readable{stdout_, POLLIN, 0};
-      if (poll(&readable, 1, static_cast<int>(left.count())) <= 0) continue;
-      char chunk[4096];
-      const ssize_t got = read(stdout_, chunk, sizeof chunk);
-      if (got <= 0) return std::nullopt;
-      buffer_.append(chunk, static_cast<std::size_t>(got));
-    }
+    return ReadLineBefore(Clock::now() + timeout);
   }
 
   // Reads lines until one equals `expected`; false when the output ends or
   // the time runs out first.
   bool WaitForLine(const std::string& expected,
                    std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    for (;;) {
-      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-          deadline - std::chrono::steady_clock::now());
-      const std::optional<std::string> line = ReadLine(left);
-      if (!line) return false;
+    const auto deadline = Clock::now() + timeout;
+    while (const std::optional<std::string> line = ReadLineBefore(deadline))
       if (*line == expected) return true;
-    }
+    return false;
   }
 
   void Kill(int signal) {
@@ -117,17 +96,26 @@ class Subprocess {
     return status_;
   }
 
-  // Waits up to `timeout` for the child to end by itself.
-  bool WaitForExit(std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (Running()) {
-      if (std::chrono::steady_clock::now() >= deadline) return false;
-      usleep(10'000);
+ private:
+  std::optional<std::string> ReadLineBefore(Clock::time_point deadline) {
+    for (;;) {
+      if (const auto end = buffer_.find('\n'); end != std::string::npos) {
+        std::string line = buffer_.substr(0, end);
+        buffer_.erase(0, end + 1);
+        return line;
+      }
+      const auto left =
+          std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+      if (left <= 0) return std::nullopt;
+      pollfd readable{stdout_, POLLIN, 0};
+      if (poll(&readable, 1, static_cast<int>(left)) <= 0) continue;
+      char chunk[4096];
+      const ssize_t got = read(stdout_, chunk, sizeof chunk);
+      if (got <= 0) return std::nullopt;
+      buffer_.append(chunk, static_cast<std::size_t>(got));
     }
-    return true;
   }
 
- private:
   pid_t pid_ = -1;
   int stdin_ = -1;
   int stdout_ = -1;
