@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "model/keyboard_model.h"
-#include "support/json_text_writer.h"
+#include "support/to_json.h"
 #include "support/value_set_builders.h"
 
 namespace tessarel::companion {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "support/json_text_writer.h"
+#include "support/to_json.h"
 #include "support/value_set_builders.h"
 
 namespace tessarel {

@@ -11,7 +11,7 @@
 
 #include "platform/value_set.h"
 #include "support/fake_react_host.h"
-#include "support/json_text_writer.h"
+#include "support/to_json.h"
 
 namespace tessarel::testing {
 

@@ -14,7 +14,7 @@
 #include "app/app.h"
 #include "app/key_forwarding.h"
 #include "support/fake_react_host.h"
-#include "support/json_text_writer.h"
+#include "support/to_json.h"
 
 namespace tessarel {
 namespace {
@@ -26,10 +26,10 @@ class RecordingContext final : public IReactContext {
       : label_(std::move(label)), log_(log) {}
   void EmitJSEvent(std::string_view emitter, std::string_view event,
                    const JSValueArgWriter& args) const override {
-    testing::JsonTextWriter writer;
+    JsonValueWriter writer;
     args(writer);
     log_.push_back(label_ + " " + std::string(emitter) + "/" + std::string(event) + " " +
-                   writer.Text());
+                   writer.TakeJson());
   }
 
  private:
