@@ -15,7 +15,7 @@
 #include "host/react_module.h"
 #include "link/link_test_support.h"
 #include "link/subprocess.h"
-#include "modules/device_test_support.h"
+#include "support/device_test_support.h"
 #include "support/fake_channel.h"
 #include "support/fake_react_host.h"
 

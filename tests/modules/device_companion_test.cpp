@@ -17,9 +17,9 @@
 #include "app/app.h"
 #include "link/link_test_support.h"
 #include "link/subprocess.h"
-#include "modules/device_test_support.h"
 #include "modules/tessarel_js.h"
 #include "platform/dispatcher.h"
+#include "support/device_test_support.h"
 
 namespace tessarel::testing {
 namespace {

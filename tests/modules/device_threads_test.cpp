@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "app/app.h"
-#include "modules/device_test_support.h"
 #include "modules/tessarel_js.h"
 #include "platform/dispatcher.h"
+#include "support/device_test_support.h"
 #include "support/fake_channel.h"
 #include "support/value_set_builders.h"
 
