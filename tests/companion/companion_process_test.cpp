@@ -12,22 +12,11 @@
 namespace tessarel::testing {
 namespace {
 
-class SimulatedCompanionTest : public RuntimeDirectoryTest {
+class SimulatedCompanionTest : public ListeningTest {
  protected:
-  void SetUp() override {
-    RuntimeDirectoryTest::SetUp();
-    listener_ = std::make_unique<AppServiceListener>(SocketPath(), recorder_.Handler());
-  }
-  void TearDown() override {
-    listener_.reset();
-    RuntimeDirectoryTest::TearDown();
-  }
   std::string Command() const {
     return SimulatedCompanionPath() + " --socket " + SocketPath().string();
   }
-
-  ActivationRecorder recorder_;
-  std::unique_ptr<AppServiceListener> listener_;
 };
 
 // How lighting changes show in the next read is the simulator's own test;

@@ -14,16 +14,8 @@
 namespace tessarel::testing {
 namespace {
 
-class ChannelTest : public RuntimeDirectoryTest {
+class ChannelTest : public ListeningTest {
  protected:
-  void SetUp() override {
-    RuntimeDirectoryTest::SetUp();
-    listener_ = std::make_unique<AppServiceListener>(SocketPath(), recorder_.Handler());
-  }
-  void TearDown() override {
-    listener_.reset();
-    RuntimeDirectoryTest::TearDown();
-  }
   // A connected companion and the channel the listener delivered for it.
   std::unique_ptr<Subprocess> StartCompanion(AppServiceConnection* channel = nullptr) {
     const std::size_t before = recorder_.Count();
@@ -33,9 +25,6 @@ class ChannelTest : public RuntimeDirectoryTest {
     if (channel) *channel = recorder_.WaitFor(before + 1);
     return companion;
   }
-
-  ActivationRecorder recorder_;
-  std::unique_ptr<AppServiceListener> listener_;
 };
 
 TEST_F(ChannelTest, RequestsAndNotificationsCrossBothWays) {

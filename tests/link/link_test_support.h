@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -95,6 +96,23 @@ class ActivationRecorder {
   std::vector<AppServiceConnection> connections_;
   std::vector<std::shared_ptr<BackgroundTaskDeferral>> deferrals_;
   std::function<void(const AppServiceConnection&)> onActivated_;
+};
+
+// A listener on the test's socket whose activations the recorder keeps. The
+// recorder is declared first, so it outlives the listener that calls it.
+class ListeningTest : public RuntimeDirectoryTest {
+ protected:
+  void SetUp() override {
+    RuntimeDirectoryTest::SetUp();
+    listener_ = std::make_unique<AppServiceListener>(SocketPath(), recorder_.Handler());
+  }
+  void TearDown() override {
+    listener_.reset();
+    RuntimeDirectoryTest::TearDown();
+  }
+
+  ActivationRecorder recorder_;
+  std::unique_ptr<AppServiceListener> listener_;
 };
 
 // A shell command's standard output and error together, and its wait status.
