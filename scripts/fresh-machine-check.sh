@@ -82,13 +82,18 @@ with_mounts() {
   mount -t tmpfs tmpfs "$root/tmp"
   mount -t tmpfs tmpfs "$root/run"
   local status=0
-  env -i HOME=/root TERM="${TERM:-dumb}" LANG=C.UTF-8 \
+  env -i HOME=/root TERM="${TERM:-dumb}" LANG=C.UTF-8 "${network_environment[@]}" \
     PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
     chroot "$root" "$@" || status=$?
   umount -R "$root/run" "$root/tmp" "$root/dev" "$root/sys" "$root/proc" 2>/dev/null || true
   umount -l "$root" 2>/dev/null || true
   return "$status"
 }
+
+# Certificate and proxy settings of this machine's environment go in too.
+network_environment=()
+while IFS= read -r setting; do network_environment+=("$setting"); done < <(
+  env | grep -E '^([A-Za-z_]*_CA_[A-Za-z_]*|SSL_CERT_[A-Z]+|NODE_EXTRA_CA_CERTS|[a-z_]*_proxy|[A-Z_]*_PROXY)=' || true)
 
 mkdir -p "$work"
 [[ -d $base ]] || make_base
@@ -101,7 +106,15 @@ cleanup() {
 }
 trap cleanup EXIT
 cp -a "$base" "$run_root"
+# The network as this workplace gives it to every machine: name servers, the
+# certificate authorities of its egress, and npm's settings for them.
 cp /etc/resolv.conf "$run_root/etc/resolv.conf"
+if compgen -G '/usr/local/share/ca-certificates/*.crt' >/dev/null; then
+  cp /usr/local/share/ca-certificates/*.crt "$run_root/usr/local/share/ca-certificates/"
+fi
+for npmrc in /etc/npmrc /usr/etc/npmrc; do
+  if [[ -f $npmrc ]]; then mkdir -p "$run_root${npmrc%/*}" && cp "$npmrc" "$run_root$npmrc"; fi
+done
 
 # Only what is committed: the new machine clones main.
 git clone -q --no-hardlinks "$repo" "$run_root/root/tessarel"
@@ -109,6 +122,7 @@ echo "fresh-machine-check: $(git -C "$repo" log -1 --format='%h %s') in $run_roo
 echo "fresh-machine-check: running '${command[*]}'"
 start=$SECONDS
 status=0
-with_mounts "$run_root" /bin/bash -c 'cd /root/tessarel && "$@"' bash "${command[@]}" || status=$?
+with_mounts "$run_root" /bin/bash -c 'update-ca-certificates >/dev/null 2>&1; cd /root/tessarel && "$@"' \
+  bash "${command[@]}" || status=$?
 echo "fresh-machine-check: '${command[*]}' ended with status $status after $((SECONDS - start)) s"
 exit "$status"
