@@ -10,6 +10,7 @@ packages=(
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   xvfb xauth xdotool x11-xserver-utils dex desktop-file-utils appstream systemd dbus
   sway libwayland-dev libxkbcommon-dev
+  dpkg-dev lintian
 )
 
 missing=()
