@@ -8,6 +8,11 @@
 #
 #   sudo scripts/fresh-machine-check.sh               make test
 #   sudo scripts/fresh-machine-check.sh make run      any other command
+#   sudo scripts/fresh-machine-check.sh --deb tessarel_0.1.0.0_amd64.deb
+#
+# --deb checks the Debian package (`make deb`) instead: no clone, no build
+# tree, only the package, installed with apt-get and checked by
+# packaging/deb/check_installed.sh.
 #
 # The first run makes a base root with debootstrap (a few minutes, about
 # 1 GB under $TESSAREL_FRESH_DIR, default /var/tmp/tessarel-fresh) and keeps
@@ -26,6 +31,11 @@ if [[ $(id -u) -ne 0 ]]; then
 fi
 
 repo=$(cd "$(dirname "$0")/.." && pwd)
+package=
+if [[ ${1:-} == --deb ]]; then
+  package=$(realpath "$2")
+  shift 2
+fi
 command=("$@")
 ((${#command[@]})) || command=(make test)
 work=${TESSAREL_FRESH_DIR:-/var/tmp/tessarel-fresh}
@@ -116,9 +126,18 @@ for npmrc in /etc/npmrc /usr/etc/npmrc; do
   if [[ -f $npmrc ]]; then mkdir -p "$run_root${npmrc%/*}" && cp "$npmrc" "$run_root$npmrc"; fi
 done
 
-# Only what is committed: the new machine clones main.
-git clone -q --no-hardlinks "$repo" "$run_root/root/tessarel"
-echo "fresh-machine-check: $(git -C "$repo" log -1 --format='%h %s') in $run_root"
+if [[ -n $package ]]; then
+  # Only the package and the scripts that check it.
+  cp "$package" "$repo/packaging/deb/check_installed.sh" "$repo/tests/window/run_installed_app.sh" \
+    "$run_root/root/"
+  mkdir -p "$run_root/root/tessarel"  # where the command starts, as with a clone
+  command=(bash /root/check_installed.sh "/root/$(basename "$package")" /root/run_installed_app.sh)
+  echo "fresh-machine-check: $(basename "$package") in $run_root"
+else
+  # Only what is committed: the new machine clones main.
+  git clone -q --no-hardlinks "$repo" "$run_root/root/tessarel"
+  echo "fresh-machine-check: $(git -C "$repo" log -1 --format='%h %s') in $run_root"
+fi
 echo "fresh-machine-check: running '${command[*]}'"
 start=$SECONDS
 status=0

@@ -9,6 +9,8 @@ packages=(
   nlohmann-json3-dev libsqlite3-dev
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   xvfb xauth xdotool x11-xserver-utils dex desktop-file-utils appstream systemd dbus
+  sway libwayland-dev libxkbcommon-dev
+  dpkg-dev lintian
 )
 
 missing=()

@@ -3,6 +3,8 @@
 #include <gtk/gtk.h>
 
 #include <cstddef>
+#include <new>
+#include <utility>
 #include <vector>
 
 #include "app/app.h"
@@ -13,36 +15,19 @@
 namespace tessarel {
 namespace {
 
-// The web view answers a key press only once its web process has looked at
-// it; a press the page did not use is then put back into the display's event
-// queue, the same GdkEvent again, and travels down through the page a second
-// time. Remembering the last press (with a reference, so that its address
-// cannot be taken by a new event) keeps it from being forwarded twice.
-struct PressMemory {
-  PressMemory() = default;
-  PressMemory(const PressMemory&) = delete;
-  PressMemory& operator=(const PressMemory&) = delete;
-  ~PressMemory() {
-    if (lastPress != nullptr) gdk_event_unref(lastPress);
-  }
-
-  // True the first time `press` is seen.
-  bool IsNew(GdkEvent* press) {
-    if (press == nullptr) return true;
-    if (press == lastPress) return false;
-    if (lastPress != nullptr) gdk_event_unref(lastPress);
-    lastPress = gdk_event_ref(press);
-    return true;
-  }
-
-  GdkEvent* lastPress = nullptr;
-};
-
 gboolean OnPageKeyPressed(GtkEventControllerKey* controller, guint keyval, guint keycode,
                           GdkModifierType, gpointer data) {
-  auto* memory = static_cast<PressMemory*>(data);
-  GdkEvent* press = gtk_event_controller_get_current_event(GTK_EVENT_CONTROLLER(controller));
-  if (memory->IsNew(press)) ForwardKeyPress(keyval, keycode);
+  // The same event passes the page twice when the page does not use the key
+  // (see KeyPressPasses); holding it keeps its address from being reused.
+  KeyPressPasses::Press press;
+  if (GdkEvent* event = gtk_event_controller_get_current_event(GTK_EVENT_CONTROLLER(controller))) {
+    try {
+      press = KeyPressPasses::Press(gdk_event_ref(event), gdk_event_unref);
+    } catch (const std::bad_alloc&) {
+      // Not held, so not remembered: forwarded as a first pass.
+    }
+  }
+  ForwardFirstPass(*static_cast<KeyPressPasses*>(data), std::move(press), keyval, keycode);
   // Never handled here: the focused control in the web view gets the key too.
   return GDK_EVENT_PROPAGATE;
 }
@@ -65,10 +50,21 @@ void AttachKeyForwarding(GtkWidget* page) {
   // widget, before the web view can consume it.
   gtk_event_controller_set_propagation_phase(controller, GTK_PHASE_CAPTURE);
   g_signal_connect_data(
-      controller, "key-pressed", G_CALLBACK(OnPageKeyPressed), new PressMemory,
-      [](gpointer data, GClosure*) { delete static_cast<PressMemory*>(data); }, GConnectFlags{});
+      controller, "key-pressed", G_CALLBACK(OnPageKeyPressed), new KeyPressPasses,
+      [](gpointer data, GClosure*) { delete static_cast<KeyPressPasses*>(data); }, GConnectFlags{});
   gtk_widget_add_controller(page, controller);  // the page owns the controller
   g_signal_connect(page, "map", G_CALLBACK(OnPageMapped), nullptr);
+}
+
+void ForwardFirstPass(KeyPressPasses& passes, KeyPressPasses::Press press, std::uint32_t keyval,
+                      std::uint32_t hardwareKeycode) noexcept {
+  bool firstPass = true;
+  try {
+    firstPass = passes.IsFirstPass(std::move(press));
+  } catch (const std::bad_alloc&) {
+    // Not remembered. Forwarded: a lost press is worse than a doubled one.
+  }
+  if (firstPass) ForwardKeyPress(keyval, hardwareKeycode);
 }
 
 void ForwardKeyPress(std::uint32_t keyval, std::uint32_t hardwareKeycode) noexcept {
