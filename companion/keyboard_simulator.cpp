@@ -3,6 +3,9 @@
 #include <stdexcept>
 #include <utility>
 
+#include "companion/configuration_check.h"
+#include "companion/keyboard_state.h"
+
 namespace tessarel::companion {
 namespace {
 
@@ -49,6 +52,41 @@ KeyboardSimulator::KeyboardSimulator(SimulatedDevices devices, Sender send, Opti
       keyboards_(std::move(devices.keyboards)),
       factoryKeyboards_(keyboards_) {
   if (options_.selectFilePath) settings_.selectFilePath = *options_.selectFilePath;
+  std::lock_guard lock(mutex_);
+  RestoreKeptState();
+}
+
+void KeyboardSimulator::RestoreKeptState() {
+  if (!options_.stateFile) return;
+  std::vector<SimulatedKeyboard> kept;
+  try {
+    kept = LoadKeyboardState(*options_.stateFile);
+  } catch (const std::runtime_error& error) {
+    Warn("the kept configuration is not used: " + std::string(error.what()));
+    return;
+  }
+  for (SimulatedKeyboard& configured : kept) {
+    SimulatedKeyboard* keyboard = FindKeyboard(configured.id);
+    if (keyboard == nullptr) continue;  // a keyboard of another keyboards file
+    for (const SimulatedKeyboard& factory : factoryKeyboards_) {
+      if (factory.id != configured.id) continue;
+      if (auto problem = CheckConfiguration(configured, factory)) {
+        Warn("the kept configuration of " + configured.id + " is not used: " + *problem);
+        break;
+      }
+      keyboard->layers = std::move(configured.layers);
+      keyboard->appPaths = configured.appPaths;
+    }
+  }
+}
+
+void KeyboardSimulator::KeepState() {
+  if (!options_.stateFile) return;
+  try {
+    SaveKeyboardState(*options_.stateFile, keyboards_);
+  } catch (const std::exception& error) {
+    Warn("the configuration is not kept: " + std::string(error.what()));
+  }
 }
 
 KeyboardSimulator::~KeyboardSimulator() {
@@ -169,7 +207,7 @@ ValueSet KeyboardSimulator::UpdateDevice(const ValueSet& request) {
     try {
       configured = ParseScriptKeyboard(config);
     } catch (const std::runtime_error& error) {
-      Log("updateDevice refused its configuration: " + std::string(error.what()));
+      Warn("updateDevice refused the configuration for " + keyboardId + ": " + error.what());
       return BooleanResult(false);
     }
   }
@@ -179,6 +217,13 @@ ValueSet KeyboardSimulator::UpdateDevice(const ValueSet& request) {
     std::lock_guard lock(mutex_);
     if (isFlashing_ || FindKeyboard(keyboardId) == nullptr || inBootloader_.contains(keyboardId))
       return BooleanResult(false);
+    for (const SimulatedKeyboard& factory : factoryKeyboards_) {
+      if (factory.id != keyboardId || !configured) continue;
+      if (auto problem = CheckConfiguration(*configured, factory)) {
+        Warn("updateDevice refused the configuration for " + keyboardId + ": " + *problem);
+        return BooleanResult(false);
+      }
+    }
     isFlashing_ = true;
     flashingState_ = 0;
     run = ++flashRun_;
@@ -210,6 +255,7 @@ void KeyboardSimulator::FlashStep(std::uint64_t run, const std::string& keyboard
           keyboard->layers = std::move(written->second.layers);
           keyboard->appPaths = written->second.appPaths;
           pendingConfig_.erase(written);
+          KeepState();
         }
       }
     }
@@ -271,6 +317,7 @@ void KeyboardSimulator::FinishReset(const std::string& keyboardId, bool succeeds
           keyboard->appPaths = factory.appPaths;
         }
       }
+      KeepState();
     }
   }
   if (succeeds)
@@ -372,6 +419,7 @@ ValueSet KeyboardSimulator::SetLedActiveColor(const ValueSet& request) {
         changed = true;
       }
     }
+    if (changed) KeepState();
   }
   if (changed) Send({"keyboardsUpdated"});
   return BooleanResult(changed);
@@ -379,26 +427,22 @@ ValueSet KeyboardSimulator::SetLedActiveColor(const ValueSet& request) {
 
 ValueSet KeyboardSimulator::SetLed(const ValueSet& request) {
   const std::optional<Color> color = ColorArguments(request);
-  bool changed = false;
+  const std::int32_t x = IntArgument(request, "x");
+  const std::int32_t y = IntArgument(request, "y");
   {
     std::lock_guard lock(mutex_);
     SimulatedKeyboard* keyboard = FindKeyboard(StringArgument(request, "keyboardId"));
-    if (keyboard == nullptr || !color) return BooleanResult(false);
-    // The light a key shows at rest is its inactive colour, on every layer.
-    for (SimulatedLayer& layer : keyboard->layers) {
-      if (SimulatedKey* key =
-              FindKey(layer, IntArgument(request, "x"), IntArgument(request, "y"))) {
-        key->inactiveColor = *color;
-        changed = true;
-      }
-    }
+    if (keyboard == nullptr || !color || keyboard->layers.empty() ||
+        FindKey(keyboard->layers.front(), x, y) == nullptr)
+      return BooleanResult(false);
   }
-  if (changed) {
-    Log("setLed animation " + std::to_string(IntArgument(request, "animationType")) + " data " +
-        std::to_string(IntArgument(request, "animationData")));
-    Send({"keyboardsUpdated"});
-  }
-  return BooleanResult(changed);
+  // A preview of the light on the device: shown, never stored, so neither
+  // the configuration nor the keyboard list changes.
+  Log("setLed preview of key (" + std::to_string(x) + ", " + std::to_string(y) + "): " +
+      std::to_string(color->r) + " " + std::to_string(color->g) + " " + std::to_string(color->b) +
+      ", animation " + std::to_string(IntArgument(request, "animationType")) + " data " +
+      std::to_string(IntArgument(request, "animationData")));
+  return BooleanResult(true);
 }
 
 ValueSet KeyboardSimulator::SimulateKeyPress(const ValueSet& request) {
@@ -443,6 +487,10 @@ void KeyboardSimulator::Send(const std::vector<std::string>& types) {
 
 void KeyboardSimulator::Log(const std::string& line) const {
   if (options_.log) options_.log(line);
+}
+
+void KeyboardSimulator::Warn(const std::string& line) const {
+  if (options_.warn) options_.warn(line);
 }
 
 }  // namespace tessarel::companion
