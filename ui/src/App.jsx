@@ -204,7 +204,7 @@ export default function App() {
         </View>
         <View style={styles.main}>
           <Banners errors={errors} notices={notices} onDismissError={actions.dismissError} onDismissNotice={actions.dismissNotice} />
-          <ScrollView style={styles.mainScroll} contentContainerStyle={styles.mainContent}>
+          <ScrollView style={styles.mainScroll} contentContainerStyle={styles.mainContent} testID="main-scroll">
             {showKeyboards ? (
               <>
                 <View style={styles.titleRow}>

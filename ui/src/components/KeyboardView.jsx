@@ -92,7 +92,7 @@ function KeyCap({ keyboard, cell, scale, selected, edited, invalid, onPress }) {
           <Text style={[styles.caption, { color: textColor }]} numberOfLines={2}>{caption}</Text>
         ) : null}
       </View>
-      <View style={[styles.light, { backgroundColor: colorToCss(key.activeColor, 'transparent') }]} />
+      <View style={[styles.light, { backgroundColor: colorToCss(key.activeColor, 'transparent') }]} testID={`key-light-${cell.y}-${cell.x}`} />
       {edited ? <View style={styles.editedMark} testID={`key-edited-${cell.y}-${cell.x}`} /> : null}
     </Pressable>
   );
