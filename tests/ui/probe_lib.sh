@@ -47,6 +47,7 @@ wait_gone() {  # id [seconds]
 # Scrolls the main area until ID lies within it, then clicks its middle.
 click_id() {  # id
   wait_shown "$1"
+  sleep 0.25  # the probe's newest lines about a page that just changed
   local tries=0 x y w h where top bottom
   while :; do
     read -r x y w h < <(probe_state "$1" | awk '{print $1, $2, $3, $4}')

@@ -16,7 +16,7 @@ function Banner({ tone, title, message, count, onDismiss, testID }) {
         </Text>
         {message ? <Text style={styles.message} selectable>{message}</Text> : null}
       </View>
-      <Pressable accessibilityRole="button" accessibilityLabel={t('common.dismiss')} onPress={onDismiss} style={({ hovered }) => [styles.close, hovered && styles.closeHover]}>
+      <Pressable accessibilityRole="button" accessibilityLabel={t('common.dismiss')} testID={`${testID}-dismiss`} onPress={onDismiss} style={({ hovered }) => [styles.close, hovered && styles.closeHover]}>
         <Text style={styles.closeText}>✕</Text>
       </Pressable>
     </View>

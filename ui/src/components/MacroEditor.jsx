@@ -87,7 +87,12 @@ function Recorder({ subscribeKeyDown, onRecorded, disabled }) {
     };
   }, [recording.active]);
   if (!recording.active) {
-    return <Button label={t('record.start')} testID="record-keys" disabled={disabled} onPress={() => setRecording(startedRecording)} small />;
+    return (
+      <View style={styles.row}>
+        <Button label={t('record.start')} testID="record-keys" disabled={disabled} onPress={() => setRecording(startedRecording)} small />
+        <Text style={styles.hint}>{t('record.hint')}</Text>
+      </View>
+    );
   }
   return (
     <View style={styles.recording} testID="recording" accessibilityLiveRegion="polite">
@@ -126,10 +131,7 @@ export default function MacroEditor({ keyboard, action, onChange, subscribeKeyDo
       return (
         <View style={styles.editor}>
           <Steps macros={macros} nameOf={keyLabel} onChange={onChange} disabled={disabled} />
-          <View style={styles.row}>
-            <Recorder subscribeKeyDown={subscribeKeyDown} onRecorded={onChange} disabled={disabled} />
-            <Text style={styles.hint}>{t('record.hint')}</Text>
-          </View>
+          <Recorder subscribeKeyDown={subscribeKeyDown} onRecorded={onChange} disabled={disabled} />
           <UsagePicker list={keyboardUsages()} placeholder={t('macros.searchKeys')} disabled={disabled} onPick={(code) => onChange([...macros, code])} />
         </View>
       );
@@ -195,9 +197,9 @@ const styles = StyleSheet.create({
   picker: { gap: 8 },
   results: { maxHeight: 120, borderRadius: radius.small + 2, borderWidth: 1, borderColor: colors.border, backgroundColor: colors.sunken },
   resultsContent: { flexDirection: 'row', flexWrap: 'wrap', gap: 6, padding: 8 },
-  recording: { flexDirection: 'row', alignItems: 'center', gap: 10, padding: 10, borderRadius: radius.medium, borderWidth: 1.5, borderColor: colors.recording, backgroundColor: colors.dangerSoft, flexGrow: 1 },
+  recording: { flexDirection: 'row', alignItems: 'center', flexWrap: 'wrap', gap: 10, padding: 10, borderRadius: radius.medium, borderWidth: 1.5, borderColor: colors.recording, backgroundColor: colors.dangerSoft },
   recordingDot: { width: 10, height: 10, borderRadius: 5, backgroundColor: colors.recording },
-  recordingText: { flex: 1 },
+  recordingText: { flex: 1, minWidth: 200 },
   recordingTitle: { fontFamily: fonts.body, fontSize: 13.5, fontWeight: '700', color: colors.text },
   recordingKeys: { fontFamily: fonts.mono, fontSize: 12.5, color: colors.textMuted, marginTop: 2 },
   choices: { flexDirection: 'row', flexWrap: 'wrap', gap: 6 },
