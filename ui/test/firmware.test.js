@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { firmwareReducer, initialFirmwareState, operationsFor, operationState, percentFromFlashingState, updateConfigText, updateFor } from '../src/logic/firmware.js';
+import { firmwareReducer, initialFirmwareState, operationsFor, operationState, percentFromFlashingState, updateFor } from '../src/logic/firmware.js';
 
 const play = (actions, state = initialFirmwareState) => actions.reduce(firmwareReducer, state);
 
@@ -57,13 +57,6 @@ test('update progress from the service answers', async (t) => {
 
 test('flashing state as a percentage', () => {
   assert.deepEqual([0, 55, 100, 101, -3, null, 'x', '42'].map(percentFromFlashingState), [0, 55, 100, 100, 0, 0, 0, 42]);
-});
-
-test('the config text of updateDevice', () => {
-  const keyboard = { id: 'K1', name: 'Pad', model: 1, layers: [], appPaths: Array(8).fill('') };
-  assert.equal(updateConfigText(keyboard, '/tmp/fw.bin'), '/tmp/fw.bin');
-  assert.deepEqual(JSON.parse(updateConfigText(keyboard, '')), keyboard);
-  assert.deepEqual(JSON.parse(updateConfigText(keyboard, null)), keyboard);
 });
 
 test('reset and recovery state labels', () => {

@@ -93,14 +93,6 @@ export function operationsFor(states, owners, keyboardId) {
   };
 }
 
-// The text of the config argument of updateDevice. With a firmware file chosen through
-// selectFile, that path is sent; without one, the keyboard's current configuration as JSON
-// (the keyboard object as keyboards() gave it), so the service can write it back to the device.
-export function updateConfigText(keyboard, selectedFile) {
-  if (typeof selectedFile === 'string' && selectedFile.trim() !== '') return selectedFile;
-  return JSON.stringify(keyboard ?? null);
-}
-
 // Reset and recovery report their state as a number that the keyboard service defines. The
 // simulated service uses 0 idle, 1 running, 2 succeeded, 3 failed; other numbers are shown as
 // they come.
