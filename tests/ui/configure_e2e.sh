@@ -65,7 +65,7 @@ start_app() {
     "$app" --bundle "$work/probe.bundle" --console >"$output" 2>&1 &
   app_pid=$!
   wait_shown key-1-1 '' 60
-  grep -q "probe: keyboards \\[" "$output" || sleep 1
+  wait_still keyboard-plate
   focus_app
 }
 wait_app_end() {
@@ -79,6 +79,11 @@ wait_app_end() {
 }
 # Checks the last keyboards() answer with a Python expression over `pad` (the first keyboard).
 check_keyboards() {  # expression description
+  local deadline=$((SECONDS + 20))
+  until grep -q 'probe: keyboards \[' "$output"; do
+    ((SECONDS < deadline)) || probe_fail "no keyboards() answer"
+    sleep 0.1
+  done
   { grep 'probe: keyboards \[' "$output" || true; } | tail -n 1 | sed 's/^.*probe: keyboards //' >"$work/keyboards.json"
   python3 - "$work/keyboards.json" "$1" <<'PY' || probe_fail "keyboards(): $2"
 import json, sys

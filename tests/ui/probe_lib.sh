@@ -45,9 +45,23 @@ wait_gone() {  # id [seconds]
 }
 
 # Scrolls the main area until ID lies within it, then clicks its middle.
+# Waits until the probe has said nothing new about ID for a moment: a page that just changed (a
+# new layout, a width measured after the first frame) may still move it.
+wait_still() {  # id
+  local before after tries=0
+  after=$(probe_state "$1")
+  while :; do
+    before=$after
+    sleep 0.2
+    after=$(probe_state "$1")
+    [[ $after == "$before" ]] && return 0
+    ((++tries < 50)) || return 0
+  done
+}
+
 click_id() {  # id
   wait_shown "$1"
-  sleep 0.25  # the probe's newest lines about a page that just changed
+  wait_still "$1"
   local tries=0 x y w h where top bottom
   while :; do
     read -r x y w h < <(probe_state "$1" | awk '{print $1, $2, $3, $4}')
@@ -62,7 +76,8 @@ click_id() {  # id
       break
     fi
     ((++tries < 60)) || probe_fail "could not scroll $1 into view"
-    sleep 0.35
+    sleep 0.2
+    wait_still "$1"
   done
   xdotool mousemove $((x + w / 2)) $((y + h / 2)) click 1
   sleep 0.3
