@@ -41,6 +41,8 @@ stop_companion() {
 cleanup() {
   if [[ -n $app_pid ]] && kill "$app_pid" 2>/dev/null; then wait "$app_pid" 2>/dev/null || true; fi
   stop_companion
+  # TESSAREL_KEEP_TEST_OUTPUT=DIR keeps the app's output of a failed run there.
+  if [[ -n ${TESSAREL_KEEP_TEST_OUTPUT:-} && -f $output ]]; then cp "$output" "$TESSAREL_KEEP_TEST_OUTPUT/"; fi
   rm -rf "$work"
 }
 trap cleanup EXIT
@@ -96,10 +98,8 @@ ok() { echo "ok   $*"; }
 
 # --- 1. Record, colour, path, write, restart ---------------------------------------------------
 start_app
-click_id key-1-1
-wait_shown action-summary '^Ctrl \+ S$'
-click_id record-keys
-wait_shown recording 'Recording… press the keys, Esc to cancel'
+click_until key-1-1 action-summary '^Ctrl \+ S$'
+click_until record-keys recording 'Recording… press the keys, Esc to cancel'
 xdotool key ctrl+shift+k
 wait_shown action-summary '^Ctrl \+ Shift \+ K$'
 wait_gone recording
@@ -123,7 +123,7 @@ wait_gone active-color-hex-invalid
 [[ $(probe_state key-light-1-1) == *'rgb(255,136,0)'* ]] || probe_fail "the drawn key's light is $(probe_state key-light-1-1)"
 ok "typed #ff8800 stays #ff8800; the drawn key shows it at once"
 
-click_id section-tabs-apps
+click_until section-tabs-apps app-path-2
 type_into app-path-2 'usr/bin/tool'
 wait_shown app-path-2-invalid
 wait_shown staging-problems 'application 3: must be empty or an absolute path'
@@ -151,14 +151,12 @@ wait_shown key-1-1 'Ctrl \+ Shift \+ K'
 ok "the drawn keyboard shows Ctrl + Shift + K in #ff8800"
 
 # --- 2. Discard, switching and closing with staged changes --------------------------------------
-click_id key-0-0
-click_id action-type-4
-wait_shown action-summary '^No media key yet$'
-click_id section-tabs-apps
+click_until key-0-0 action-summary 'Ctrl \+ C'
+click_until action-type-4 action-summary '^No media key yet$'
+click_until section-tabs-apps app-path-0
 type_into app-path-0 '/opt/other'
 wait_shown staged-count '^2 unsaved changes$'
-click_id keyboard-TD20-91C7-0002
-wait_shown switch-dialog 'Discard 2 unsaved changes\?'
+click_until keyboard-TD20-91C7-0002 switch-dialog 'Discard 2 unsaved changes\?'
 click_id switch-keep
 wait_gone switch-dialog
 wait_shown keyboard-name '^Tessarel Pad 12$'
@@ -171,8 +169,7 @@ ok "switching keyboards and closing the window with staged changes ask first"
 click_id discard
 wait_gone staged-count
 wait_shown app-path-0 '^/usr/bin/gimp$'
-click_id section-tabs-keys
-wait_shown key-0-0 'Ctrl \+ C'
+click_until section-tabs-keys key-0-0 'Ctrl \+ C'
 ok "discard drops every staged change"
 
 # --- 3. Export, import, a malformed file ----------------------------------------------------------
@@ -180,9 +177,9 @@ click_id export-config
 answer_file_dialog save "$work/exported.json"
 for _ in $(seq 50); do [[ -s $work/exported.json ]] && break; sleep 0.1; done
 [[ -s $work/exported.json ]] || probe_fail "nothing was saved"
-click_id key-0-0
-click_id action-type-0
-click_id section-tabs-apps
+click_until key-0-0 action-summary
+click_until action-type-0 action-summary '^Does nothing$'
+click_until section-tabs-apps app-path-5
 type_into app-path-5 ''
 wait_shown staged-count '^2 unsaved changes$'
 click_id import-config
@@ -213,20 +210,16 @@ click_id discard
 wait_gone staged-count
 
 # --- 4. Firmware progress belongs to its keyboard ----------------------------------------------------
-click_id section-tabs-firmware
-click_id select-file
-wait_shown firmware-file
-click_id update-device
-wait_shown update-progress 'Writing firmware'
-click_id keyboard-TD20-91C7-0002
-wait_shown keyboard-name '^Tessarel Deck 20$'
+click_until section-tabs-firmware select-file
+click_until select-file firmware-file
+click_until update-device update-progress 'Writing firmware'
+click_until keyboard-TD20-91C7-0002 keyboard-name '^Tessarel Deck 20$'
 from=$(wc -l <"$output")
 wait_shown update-elsewhere
 wait_gone update-elsewhere 30
 if tail -n +"$from" "$output" | grep -q 'probe: at update-progress [0-9]'; then probe_fail "the Pad's update showed on the Deck's page"; fi
 [[ -z $(probe_text firmware-file) ]] || probe_fail "the Pad's firmware file showed on the Deck's page"
-click_id keyboard-TP12-4F2A-0001
-wait_shown update-progress 'Update complete'
+click_until keyboard-TP12-4F2A-0001 update-progress 'Update complete'
 wait_shown firmware-file
 ok "a firmware update started on one keyboard never shows on the other's page"
 

@@ -48,15 +48,16 @@ wait_gone() {  # id [seconds]
 # Waits until the probe has said nothing new about ID for a moment: a page that just changed (a
 # new layout, a width measured after the first frame) may still move it.
 wait_still() {  # id
-  local before after tries=0
+  local before after same=0 tries=0
   after=$(probe_state "$1")
-  while :; do
+  while ((same < 2 && tries < 60)); do
     before=$after
     sleep 0.2
     after=$(probe_state "$1")
-    [[ $after == "$before" ]] && return 0
-    ((++tries < 50)) || return 0
+    if [[ $after == "$before" ]]; then ((++same)); else same=0; fi
+    ((++tries))
   done
+  return 0
 }
 
 click_id() {  # id
@@ -81,6 +82,23 @@ click_id() {  # id
   done
   xdotool mousemove $((x + w / 2)) $((y + h / 2)) click 1
   sleep 0.3
+}
+
+# Clicks ID until EXPECTED shows (its text matching PATTERN, if given): on a busy machine a click
+# can land while the page is still settling. Only for clicks that do no harm when repeated.
+click_until() {  # id expected [pattern]
+  local attempt deadline state
+  for attempt in 1 2 3; do
+    click_id "$1"
+    deadline=$((SECONDS + 8))
+    while ((SECONDS < deadline)); do
+      state=$(probe_state "$2")
+      if [[ $state =~ ^-?[0-9]+\ -?[0-9]+\ [0-9]+\ [0-9]+ ]] && { [[ -z ${3:-} ]] || [[ $(probe_text "$2") =~ $3 ]]; }; then return 0; fi
+      sleep 0.1
+    done
+    echo "note: clicking $1 showed no $2 (attempt $attempt)" >&2
+  done
+  probe_fail "clicking $1 never showed $2${3:+ with text matching '$3'}"
 }
 
 # Clicks the text field ID, selects what it holds and types TEXT.
@@ -133,18 +151,36 @@ x.XFlush(display)
 PY
 }
 
-# In GTK's file dialog: types PATH (an absolute path is taken whole: in the save dialog as the
-# name, in the open dialog "/" opens the location field) and presses Enter. The dialog is the
-# newest window of the app.
+# The app's visible toplevel windows other than its main window (a file dialog).
+dialog_window() {
+  local window
+  for window in $(xdotool search --pid "$app_pid" --onlyvisible 2>/dev/null); do
+    if xprop -id "$window" WM_NAME 2>/dev/null | grep -q '= "' && ! xprop -id "$window" WM_NAME | grep -qi '"tessarel"'; then
+      echo "$window"
+      return 0
+    fi
+  done
+  return 1
+}
+
+# In GTK's file dialog: waits for it, types PATH (an absolute path is taken whole: in the save
+# dialog as the name, in the open dialog "/" opens the location field) and presses Enter.
 answer_file_dialog() {  # save|open path
-  sleep 1.2
-  local dialog
-  dialog=$(xdotool search --pid "$app_pid" --onlyvisible 2>/dev/null | tail -n 1)
-  [[ -n $dialog ]] && xdotool windowfocus "$dialog" 2>/dev/null || true
+  local dialog deadline=$((SECONDS + 30))
+  until dialog=$(dialog_window); do
+    ((SECONDS < deadline)) || probe_fail "no file dialog came up"
+    sleep 0.2
+  done
+  sleep 1  # the dialog lays out and takes the keyboard
+  xdotool windowfocus "$dialog" 2>/dev/null || true
   sleep 0.3
   [[ $1 == save ]] && xdotool key --clearmodifiers ctrl+a
   xdotool type --delay 40 -- "$2"
   sleep 0.5
   xdotool key Return
-  sleep 0.8
+  deadline=$((SECONDS + 30))
+  while dialog_window >/dev/null; do
+    ((SECONDS < deadline)) || probe_fail "the file dialog stayed open"
+    sleep 0.2
+  done
 }
