@@ -50,10 +50,18 @@ trap cleanup EXIT
 source "$here/probe_lib.sh"
 
 node "$root/ui/scripts/build.mjs" --entry "$here/probe_entry.js" "$work/probe.bundle"
+# The packaged keyboards with a slower firmware update, so that it is still running when the
+# test has switched to the other keyboard, however busy the machine.
+python3 - "$root/packaging/simulated-keyboards.json" "$work/simulated-keyboards.json" <<'PY'
+import json, sys
+devices = json.load(open(sys.argv[1]))
+devices['settings']['flashSeconds'] = 15
+json.dump(devices, open(sys.argv[2], 'w'))
+PY
 cat >"$work/companion.sh" <<SCRIPT
 #!/bin/sh
 echo \$\$ > "$work/companion.pid"
-exec "$companion" --socket "$socket"
+exec "$companion" --socket "$socket" --keyboards "$work/simulated-keyboards.json"
 SCRIPT
 chmod +x "$work/companion.sh"
 
@@ -134,7 +142,7 @@ ok "application path 3: a relative path is marked and blocks writing; an absolut
 
 click_id write-keyboard
 wait_shown write-progress 'Writing to Tessarel Pad 12'
-wait_shown write-succeeded 'Written to Tessarel Pad 12' 30
+wait_shown write-succeeded 'Written to Tessarel Pad 12' 60
 wait_gone staged-count
 check_keyboards "pad['layers'][0]['keys'][1][1]['action'] == {'macros': [224, 225, 14], 'type': 1}" "the key holds [224, 225, 14]"
 check_keyboards "pad['layers'][0]['keys'][1][1]['activeColor'] == {'r': 255, 'g': 136, 'b': 0}" "its active colour is #ff8800"
@@ -216,7 +224,7 @@ click_until update-device update-progress 'Writing firmware'
 click_until keyboard-TD20-91C7-0002 keyboard-name '^Tessarel Deck 20$'
 from=$(wc -l <"$output")
 wait_shown update-elsewhere
-wait_gone update-elsewhere 30
+wait_gone update-elsewhere 60
 if tail -n +"$from" "$output" | grep -q 'probe: at update-progress [0-9]'; then probe_fail "the Pad's update showed on the Deck's page"; fi
 [[ -z $(probe_text firmware-file) ]] || probe_fail "the Pad's firmware file showed on the Deck's page"
 click_until keyboard-TP12-4F2A-0001 update-progress 'Update complete'

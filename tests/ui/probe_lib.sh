@@ -106,7 +106,12 @@ type_into() {  # id text
   click_id "$1"
   xdotool key --clearmodifiers ctrl+a BackSpace
   [[ -z $2 ]] || xdotool type --delay 60 -- "$2"
-  sleep 0.3
+  # The keys are sent; the page may take a while to have them all.
+  local deadline=$((SECONDS + 20))
+  until [[ $(probe_text "$1") == "$2" ]]; do
+    ((SECONDS < deadline)) || probe_fail "$1 holds '$(probe_text "$1")', not '$2'"
+    sleep 0.1
+  done
 }
 
 # The app's toplevel X window (the one with the title "Tessarel").
