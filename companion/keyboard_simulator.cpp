@@ -3,42 +3,16 @@
 #include <stdexcept>
 #include <utility>
 
+#include "companion/configuration_check.h"
+#include "companion/keyboard_state.h"
+#include "companion/request_arguments.h"
+
 namespace tessarel::companion {
+using namespace request;
+
 namespace {
 
 constexpr std::uint32_t kFlashSteps = 20;  // flashingState grows by 5 per step
-
-std::string StringArgument(const ValueSet& request, std::string_view key) {
-  return UnboxOr<std::string>(TolerantLookup(request, key), std::string());
-}
-
-std::int32_t IntArgument(const ValueSet& request, std::string_view key) {
-  return UnboxOr<std::int32_t>(TolerantLookup(request, key), 0);
-}
-
-ValueSet Result(PropertyValue value) {
-  ValueSet reply;
-  reply.Insert("result", std::move(value));
-  return reply;
-}
-
-ValueSet BooleanResult(bool value) {
-  return Result(PropertyValue::CreateBoolean(value));
-}
-
-ValueSet StateResult(std::uint32_t value) {
-  return Result(PropertyValue::CreateUInt32(value));
-}
-
-// A colour the device can show, or nullopt for channels out of 0..255.
-std::optional<Color> ColorArguments(const ValueSet& request) {
-  const std::int32_t channels[] = {IntArgument(request, "r"), IntArgument(request, "g"),
-                                   IntArgument(request, "b")};
-  for (std::int32_t channel : channels)
-    if (channel < 0 || channel > 255) return std::nullopt;
-  return Color{static_cast<std::uint8_t>(channels[0]), static_cast<std::uint8_t>(channels[1]),
-               static_cast<std::uint8_t>(channels[2])};
-}
 
 }  // namespace
 
@@ -49,6 +23,41 @@ KeyboardSimulator::KeyboardSimulator(SimulatedDevices devices, Sender send, Opti
       keyboards_(std::move(devices.keyboards)),
       factoryKeyboards_(keyboards_) {
   if (options_.selectFilePath) settings_.selectFilePath = *options_.selectFilePath;
+  std::lock_guard lock(mutex_);
+  RestoreKeptState();
+}
+
+void KeyboardSimulator::RestoreKeptState() {
+  if (!options_.stateFile) return;
+  std::vector<SimulatedKeyboard> kept;
+  try {
+    kept = LoadKeyboardState(*options_.stateFile);
+  } catch (const std::runtime_error& error) {
+    Warn("the kept configuration is not used: " + std::string(error.what()));
+    return;
+  }
+  for (SimulatedKeyboard& configured : kept) {
+    SimulatedKeyboard* keyboard = FindKeyboard(configured.id);
+    if (keyboard == nullptr) continue;  // a keyboard of another keyboards file
+    for (const SimulatedKeyboard& factory : factoryKeyboards_) {
+      if (factory.id != configured.id) continue;
+      if (auto problem = CheckConfiguration(configured, factory)) {
+        Warn("the kept configuration of " + configured.id + " is not used: " + *problem);
+        break;
+      }
+      keyboard->layers = std::move(configured.layers);
+      keyboard->appPaths = configured.appPaths;
+    }
+  }
+}
+
+void KeyboardSimulator::KeepState() {
+  if (!options_.stateFile) return;
+  try {
+    SaveKeyboardState(*options_.stateFile, keyboards_);
+  } catch (const std::exception& error) {
+    Warn("the configuration is not kept: " + std::string(error.what()));
+  }
 }
 
 KeyboardSimulator::~KeyboardSimulator() {
@@ -169,7 +178,7 @@ ValueSet KeyboardSimulator::UpdateDevice(const ValueSet& request) {
     try {
       configured = ParseScriptKeyboard(config);
     } catch (const std::runtime_error& error) {
-      Log("updateDevice refused its configuration: " + std::string(error.what()));
+      Warn("updateDevice refused the configuration for " + keyboardId + ": " + error.what());
       return BooleanResult(false);
     }
   }
@@ -179,6 +188,13 @@ ValueSet KeyboardSimulator::UpdateDevice(const ValueSet& request) {
     std::lock_guard lock(mutex_);
     if (isFlashing_ || FindKeyboard(keyboardId) == nullptr || inBootloader_.contains(keyboardId))
       return BooleanResult(false);
+    for (const SimulatedKeyboard& factory : factoryKeyboards_) {
+      if (factory.id != keyboardId || !configured) continue;
+      if (auto problem = CheckConfiguration(*configured, factory)) {
+        Warn("updateDevice refused the configuration for " + keyboardId + ": " + *problem);
+        return BooleanResult(false);
+      }
+    }
     isFlashing_ = true;
     flashingState_ = 0;
     run = ++flashRun_;
@@ -210,6 +226,7 @@ void KeyboardSimulator::FlashStep(std::uint64_t run, const std::string& keyboard
           keyboard->layers = std::move(written->second.layers);
           keyboard->appPaths = written->second.appPaths;
           pendingConfig_.erase(written);
+          KeepState();
         }
       }
     }
@@ -271,6 +288,7 @@ void KeyboardSimulator::FinishReset(const std::string& keyboardId, bool succeeds
           keyboard->appPaths = factory.appPaths;
         }
       }
+      KeepState();
     }
   }
   if (succeeds)
@@ -356,85 +374,10 @@ ValueSet KeyboardSimulator::SelectFile(const ValueSet&) {
   return Result(PropertyValue::CreateString(settings_.selectFilePath));
 }
 
-ValueSet KeyboardSimulator::SetLedActiveColor(const ValueSet& request) {
-  const std::optional<Color> color = ColorArguments(request);
-  const std::int32_t layerType = IntArgument(request, "layerType");
-  bool changed = false;
-  {
-    std::lock_guard lock(mutex_);
-    SimulatedKeyboard* keyboard = FindKeyboard(StringArgument(request, "keyboardId"));
-    if (keyboard == nullptr || !color) return BooleanResult(false);
-    for (SimulatedLayer& layer : keyboard->layers) {
-      if (static_cast<std::int64_t>(layer.type) != layerType) continue;
-      if (SimulatedKey* key =
-              FindKey(layer, IntArgument(request, "x"), IntArgument(request, "y"))) {
-        key->activeColor = *color;
-        changed = true;
-      }
-    }
-  }
-  if (changed) Send({"keyboardsUpdated"});
-  return BooleanResult(changed);
-}
-
-ValueSet KeyboardSimulator::SetLed(const ValueSet& request) {
-  const std::optional<Color> color = ColorArguments(request);
-  bool changed = false;
-  {
-    std::lock_guard lock(mutex_);
-    SimulatedKeyboard* keyboard = FindKeyboard(StringArgument(request, "keyboardId"));
-    if (keyboard == nullptr || !color) return BooleanResult(false);
-    // The light a key shows at rest is its inactive colour, on every layer.
-    for (SimulatedLayer& layer : keyboard->layers) {
-      if (SimulatedKey* key =
-              FindKey(layer, IntArgument(request, "x"), IntArgument(request, "y"))) {
-        key->inactiveColor = *color;
-        changed = true;
-      }
-    }
-  }
-  if (changed) {
-    Log("setLed animation " + std::to_string(IntArgument(request, "animationType")) + " data " +
-        std::to_string(IntArgument(request, "animationData")));
-    Send({"keyboardsUpdated"});
-  }
-  return BooleanResult(changed);
-}
-
-ValueSet KeyboardSimulator::SimulateKeyPress(const ValueSet& request) {
-  const std::string executablePath = StringArgument(request, "executablePath");
-  // "layer" names the layer by its type, as the layer list gives it.
-  const std::int32_t layerType = IntArgument(request, "layer");
-  std::string label;
-  {
-    std::lock_guard lock(mutex_);
-    SimulatedKeyboard* keyboard = FindKeyboard(StringArgument(request, "keyboardId"));
-    if (keyboard == nullptr) return BooleanResult(false);
-    SimulatedKey* key = nullptr;
-    for (SimulatedLayer& layer : keyboard->layers) {
-      if (static_cast<std::int64_t>(layer.type) != layerType) continue;
-      key = FindKey(layer, IntArgument(request, "x"), IntArgument(request, "y"));
-      break;
-    }
-    if (key == nullptr) return BooleanResult(false);
-    label = key->label.empty() ? "(no label)" : key->label;
-  }
-  Log("key stroke of " + label + " sent to " + executablePath);
-  return BooleanResult(true);
-}
-
 SimulatedKeyboard* KeyboardSimulator::FindKeyboard(std::string_view id) {
   for (SimulatedKeyboard& keyboard : keyboards_)
     if (keyboard.id == id) return &keyboard;
   return nullptr;
-}
-
-SimulatedKey* KeyboardSimulator::FindKey(SimulatedLayer& layer, std::int32_t x, std::int32_t y) {
-  if (x < 0 || y < 0 || static_cast<std::size_t>(y) >= layer.rows.size()) return nullptr;
-  auto& row = layer.rows[static_cast<std::size_t>(y)];
-  if (static_cast<std::size_t>(x) >= row.size() || !row[static_cast<std::size_t>(x)])
-    return nullptr;
-  return &*row[static_cast<std::size_t>(x)];
 }
 
 void KeyboardSimulator::Send(const std::vector<std::string>& types) {
@@ -443,6 +386,10 @@ void KeyboardSimulator::Send(const std::vector<std::string>& types) {
 
 void KeyboardSimulator::Log(const std::string& line) const {
   if (options_.log) options_.log(line);
+}
+
+void KeyboardSimulator::Warn(const std::string& line) const {
+  if (options_.warn) options_.warn(line);
 }
 
 }  // namespace tessarel::companion

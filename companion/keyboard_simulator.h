@@ -17,6 +17,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -44,6 +45,11 @@ class KeyboardSimulator {
     std::optional<std::string> selectFilePath;
     // A line per request and per simulated key press; null: quiet.
     std::function<void(const std::string& line)> log;
+    // Why a request was refused or the kept state could not be used; null: quiet.
+    std::function<void(const std::string& line)> warn;
+    // Where the keyboards' configuration is kept across restarts (see
+    // keyboard_state.h); nullopt: nothing is kept.
+    std::optional<std::filesystem::path> stateFile;
   };
 
   KeyboardSimulator(SimulatedDevices devices, Sender send, Options options);
@@ -92,8 +98,13 @@ class KeyboardSimulator {
   SimulatedKeyboard* FindKeyboard(std::string_view id);
   SimulatedKey* FindKey(SimulatedLayer& layer, std::int32_t x, std::int32_t y);
 
+  // Callers hold mutex_.
+  void RestoreKeptState();
+  void KeepState();
+
   void Send(const std::vector<std::string>& types);
   void Log(const std::string& line) const;
+  void Warn(const std::string& line) const;
 
   Sender send_;
   Options options_;
@@ -101,8 +112,8 @@ class KeyboardSimulator {
   std::mutex mutex_;
   SimulationSettings settings_;
   std::vector<SimulatedKeyboard> keyboards_;
-  std::vector<SimulatedKeyboard> factoryKeyboards_;         // what a firmware reset restores
-  std::set<std::string> inBootloader_;                      // hidden from "keyboards" meanwhile
+  std::vector<SimulatedKeyboard> factoryKeyboards_;  // what a reset restores; the physical keys
+  std::set<std::string> inBootloader_;               // hidden from "keyboards" meanwhile
   std::map<std::string, SimulatedKeyboard> pendingConfig_;  // written when its update ends
   bool isFlashing_ = false;
   std::uint32_t flashingState_ = 0;  // percent done

@@ -21,6 +21,7 @@
 
 #include "companion/companion_client.h"
 #include "companion/keyboard_simulator.h"
+#include "companion/keyboard_state.h"
 #include "companion/simulated_keyboards.h"
 #include "link/app_service_listener.h"
 #include "platform/package.h"
@@ -173,6 +174,8 @@ int main(int argc, char** argv) {
   KeyboardSimulator::Options simulatorOptions;
   simulatorOptions.selectFilePath = arguments->selectFile;
   if (arguments->verbose) simulatorOptions.log = log;
+  simulatorOptions.warn = log;
+  simulatorOptions.stateFile = DefaultStateFile();
   KeyboardSimulator simulator(
       std::move(devices),
       [&client](ValueSet notification) { client.Notify(std::move(notification)); },

@@ -256,9 +256,13 @@ SimulatedKey ScriptKey(const json& value, const std::string& where) {
   key.activeColor = ScriptColor(value.value("activeColor", json()), where + ".activeColor");
   const json& action = value.at("action");
   key.actionType = UInt32(action.at("type"), where + ".action.type");
-  for (const json& macro : action.at("macros")) {
+  const json& macros = action.at("macros");
+  if (!macros.is_array()) Fail(where + ".action.macros", "must be an array");
+  for (std::size_t i = 0; i < macros.size(); ++i) {
     // The script shows a macro entry it could not read as null; it is dropped.
-    if (!macro.is_null()) key.actionMacros.push_back(UInt32(macro, where + ".action.macros"));
+    if (!macros[i].is_null())
+      key.actionMacros.push_back(
+          UInt32(macros[i], where + ".action.macros[" + std::to_string(i) + "]"));
   }
   return key;
 }
@@ -307,17 +311,25 @@ SimulatedKeyboard ParseScriptKeyboard(std::string_view text) {
     if (!paths.is_array() || paths.size() != kAppPathCount)
       Fail("appPaths", "must hold eight paths");
     for (std::size_t i = 0; i < kAppPathCount; ++i)
-      keyboard.appPaths[i] = Text(paths[i], "appPaths");
-    for (const json& layer : value.at("layers")) {
+      keyboard.appPaths[i] = Text(paths[i], "appPaths[" + std::to_string(i) + "]");
+    const json& layers = value.at("layers");
+    if (!layers.is_array()) Fail("layers", "must be an array");
+    for (std::size_t i = 0; i < layers.size(); ++i) {
+      const std::string layerWhere = "layers[" + std::to_string(i) + "]";
       SimulatedLayer& parsed = keyboard.layers.emplace_back();
-      parsed.type = UInt32(layer.at("type"), "layers.type");
-      for (const json& row : layer.at("keys")) {
+      parsed.type = UInt32(layers[i].at("type"), layerWhere + ".type");
+      const json& rows = layers[i].at("keys");
+      if (!rows.is_array()) Fail(layerWhere + ".keys", "must be an array of rows");
+      for (std::size_t row = 0; row < rows.size(); ++row) {
+        const std::string rowWhere = layerWhere + ".keys[" + std::to_string(row) + "]";
+        if (!rows[row].is_array()) Fail(rowWhere, "must be an array of keys");
         auto& keys = parsed.rows.emplace_back();
-        for (const json& key : row) {
+        for (std::size_t column = 0; column < rows[row].size(); ++column) {
+          const json& key = rows[row][column];
           if (key.is_null())
             keys.emplace_back();
           else
-            keys.push_back(ScriptKey(key, "layers.keys"));
+            keys.push_back(ScriptKey(key, rowWhere + "[" + std::to_string(column) + "]"));
         }
       }
     }

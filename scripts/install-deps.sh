@@ -8,7 +8,7 @@ packages=(
   libgtk-4-dev libwebkitgtk-6.0-dev libsystemd-dev libglib2.0-dev libglib2.0-bin
   nlohmann-json3-dev libsqlite3-dev
   googletest libgtest-dev libgmock-dev libbenchmark-dev
-  xvfb xauth xdotool x11-xserver-utils dex desktop-file-utils appstream systemd dbus
+  xvfb xauth xdotool x11-xserver-utils x11-utils python3 dex desktop-file-utils appstream systemd dbus
   sway libwayland-dev libxkbcommon-dev
   dpkg-dev lintian
 )

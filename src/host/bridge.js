@@ -124,6 +124,19 @@
   Object.freeze(NativeModules);
 
   let appRegistry = null;
+  let closeRequestHandler = null;
+
+  // Asked by the host when the window is to close: true lets it close. A page
+  // without a handler, or whose handler fails, lets it close.
+  function closeRequested() {
+    if (closeRequestHandler === null) return Promise.resolve(true);
+    try {
+      return Promise.resolve(closeRequestHandler()).then((answer) => answer !== false, () => true);
+    } catch (error) {
+      reportLater(error);
+      return Promise.resolve(true);
+    }
+  }
 
   function notifyRendered() {
     post(JSON.stringify({ token, kind: 'rendered' })).catch(() => {});
@@ -137,6 +150,11 @@
       setAppRegistry(registry) {
         appRegistry = registry;
       },
+      // handler() -> boolean or a promise of one; false keeps the window open.
+      setCloseRequestHandler(handler) {
+        closeRequestHandler = typeof handler === 'function' ? handler : null;
+      },
+      __closeRequested: closeRequested,
       runApplication(componentName, initialProps) {
         try {
           if (appRegistry === null) {

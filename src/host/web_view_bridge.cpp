@@ -13,6 +13,8 @@
 #include "host/bundle_page.h"
 #include "host/host_resources.h"
 #include "host/json_value_io.h"
+#include "host/page_close_request.h"
+#include "host/page_files.h"
 #include "host/react_native_host.h"
 #include "platform/hresult_error.h"
 
@@ -361,6 +363,9 @@ void WebViewBridge::Attach() {
                    manager, "settings", settings.get(), nullptr)));
   gtk_widget_set_hexpand(GTK_WIDGET(webView_), TRUE);
   gtk_widget_set_vexpand(GTK_WIDGET(webView_), TRUE);
+  // Both before the navigation policy below, which would refuse page-made data.
+  AllowPageFileExchange(webView_, private_->console);
+  AskPageBeforeClosing(webView_);
 
   g_signal_connect(webView_, "load-changed", G_CALLBACK(Callbacks::OnLoadChanged), this);
   g_signal_connect(webView_, "decide-policy", G_CALLBACK(Callbacks::OnDecidePolicy), this);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "companion/configuration_check.h"
 #include "model/keyboard_model.h"
 #include "support/to_json.h"
 #include "support/value_set_builders.h"
@@ -78,6 +79,8 @@ TEST(SimulatedKeyboardsTest, AKeyboardComesBackFromItsScriptForm) {
           if (key) key->label.clear();  // labels are not sent
     expected.firmwareVersion = 0;       // nor is the firmware version
     EXPECT_EQ(back, expected);
+    // Written back unchanged, the keyboard's own configuration fits it.
+    EXPECT_EQ(CheckConfiguration(back, keyboard), std::nullopt);
   }
   for (const char* notAKeyboard : {"{}", "{oops"}) {
     SCOPED_TRACE(notAKeyboard);

@@ -9,6 +9,7 @@
 #include <tuple>
 
 #include "host/bridge_call.h"
+#include "host/page_files.h"
 
 namespace tessarel {
 namespace {
@@ -54,21 +55,29 @@ TEST(BundlePageTest, ThePolicyAllowsNothingRemote) {
 // may navigate; frames start on about:blank and may go there, but are not
 // the page.
 TEST(BundlePageTest, OnlyTheBundleOriginIsThePage) {
-  // URI; whether it is the page; whether the page may go there.
-  const std::tuple<const char*, bool, bool> rows[] = {
-      {"tessarel://app/index.html", true, true},
-      {"tessarel://app/", true, true},
-      {"tessarel://app", false, false},
-      {"tessarel://app.example.com/index.html", false, false},
-      {"https://example.com/tessarel://app/", false, false},
-      {"about:blank", false, true},
-      {"about:srcdoc", false, true},
-      {"about:blankx", false, false},
+  // URI; whether it is the page; whether the page may go there; whether it is
+  // data the page made itself, which it may save.
+  const std::tuple<const char*, bool, bool, bool> rows[] = {
+      {"tessarel://app/index.html", true, true, false},
+      {"tessarel://app/", true, true, false},
+      {"tessarel://app", false, false, false},
+      {"tessarel://app.example.com/index.html", false, false, false},
+      {"https://example.com/tessarel://app/", false, false, false},
+      {"about:blank", false, true, false},
+      {"about:srcdoc", false, true, false},
+      {"about:blankx", false, false, false},
+      {"blob:tessarel://app/6c1f0a52-2f3b-4c55-9b0e-1d2f3a4b5c6d", false, false, true},
+      {"blob:tessarel://app.example.com/6c1f0a52", false, false, false},
+      {"blob:tessarel://app", false, false, false},
+      {"blob:https://example.com/6c1f0a52", false, false, false},
+      {"data:application/json,%7B%7D", false, false, true},
+      {"file:///etc/passwd", false, false, false},
   };
-  for (const auto& [uri, page, navigable] : rows) {
+  for (const auto& [uri, page, navigable, pageData] : rows) {
     SCOPED_TRACE(uri);
     EXPECT_EQ(IsBundlePageUri(uri), page);
     EXPECT_EQ(IsAllowedNavigation(uri), navigable);
+    EXPECT_EQ(IsPageMadeData(uri), pageData);
   }
 }
 

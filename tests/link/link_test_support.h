@@ -32,7 +32,9 @@ inline std::string SimulatedCompanionPath() {
          "libexec/tessarel/tessarel-companion";
 }
 
-// Sets XDG_RUNTIME_DIR to a fresh directory for the test's life.
+// Sets XDG_RUNTIME_DIR to a fresh directory for the test's life, and
+// XDG_STATE_HOME to the same one, so that a simulated companion started by the
+// test keeps what it is written there and not in the user's state.
 class RuntimeDirectoryTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -41,12 +43,18 @@ class RuntimeDirectoryTest : public ::testing::Test {
     runtimeDirectory_ = pattern;
     if (const char* previous = std::getenv("XDG_RUNTIME_DIR")) previousRuntimeDirectory_ = previous;
     setenv("XDG_RUNTIME_DIR", pattern, 1);
+    if (const char* previous = std::getenv("XDG_STATE_HOME")) previousStateHome_ = previous;
+    setenv("XDG_STATE_HOME", pattern, 1);
   }
   void TearDown() override {
     if (previousRuntimeDirectory_.empty())
       unsetenv("XDG_RUNTIME_DIR");
     else
       setenv("XDG_RUNTIME_DIR", previousRuntimeDirectory_.c_str(), 1);
+    if (previousStateHome_.empty())
+      unsetenv("XDG_STATE_HOME");
+    else
+      setenv("XDG_STATE_HOME", previousStateHome_.c_str(), 1);
     std::error_code ignored;
     std::filesystem::remove_all(runtimeDirectory_, ignored);
   }
@@ -54,6 +62,7 @@ class RuntimeDirectoryTest : public ::testing::Test {
 
   std::filesystem::path runtimeDirectory_;
   std::string previousRuntimeDirectory_;
+  std::string previousStateHome_;
 };
 
 // The channels a listener has delivered, in order; their deferrals are held

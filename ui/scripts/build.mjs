@@ -4,6 +4,8 @@
 //   node scripts/build.mjs --dev           dist/dev.html + dist/dev.js (browser page with the mock),
 //                                          dist/host.html (the host bundle against the mock)
 //   node scripts/build.mjs --dev --serve   the dev page, rebuilt on change, on http://127.0.0.1:8080/
+//   node scripts/build.mjs --entry IN OUT  a host bundle from another entry (the end-to-end test's
+//                                          probe around the UI, tests/ui/probe_entry.js)
 //
 // The host's bundle is one classic (non-module) script: the host's page loads it with a plain
 // <script src>, and its content security policy allows no eval, so the output is an IIFE.
@@ -62,6 +64,12 @@ const hostPage = devPage
   .replace('<script src="dev.js"></script>', '<script src="mock-host.js"></script>\n<script src="index.windows.bundle"></script>');
 
 async function main(argv) {
+  const entryAt = argv.indexOf('--entry');
+  if (entryAt >= 0) {
+    const [entry, outfile] = argv.slice(entryAt + 1, entryAt + 3).map((file) => path.resolve(file));
+    await esbuild.build(bundleOptions({ entry, outfile }));
+    return;
+  }
   const dev = argv.includes('--dev');
   const serve = argv.includes('--serve');
   await mkdir(path.join(uiDir, 'dist'), { recursive: true });

@@ -3,6 +3,7 @@
 // while the service is not connected yet, in the waiting state), never silently dropped.
 import { useCallback, useEffect, useMemo, useReducer, useRef, useState } from 'react';
 import { NativeEventEmitter, NativeModules } from 'react-native';
+import { t } from './i18n/index.js';
 import { addError, errorText, isServiceMissing } from './logic/errors.js';
 import { firmwareReducer, initialFirmwareState } from './logic/firmware.js';
 
@@ -22,7 +23,7 @@ if (TessarelJs) {
 }
 
 export function versionNoticeText(name) {
-  return name ? `A newer firmware version is available for ${name}.` : 'A newer firmware version is available for a keyboard.';
+  return name ? t('notice.newerFirmware', { name }) : t('notice.newerFirmwareUnnamed');
 }
 
 export function useTessarel() {
@@ -35,9 +36,12 @@ export function useTessarel() {
   const [launchAtStartUp, setLaunchAtStartUp] = useState({ value: null, busy: false });
   const [firmware, dispatchFirmware] = useReducer(firmwareReducer, initialFirmwareState);
   const [operationStates, setOperationStates] = useState({ reset: null, recover: null });
+  // The keyboard each reset or recovery was started on: the service's state numbers name none.
+  const [operationOwners, setOperationOwners] = useState({ reset: null, recover: null });
   const [keyPresses, setKeyPresses] = useState([]);
   const nextId = useRef(1);
   const keyboardsRequest = useRef(0);
+  const keyDownListeners = useRef(new Set());
 
   const report = useCallback((title, error) => {
     const id = nextId.current++;
@@ -70,7 +74,7 @@ export function useTessarel() {
           setService({ status: 'waiting', detail: errorText(error) });
         } else {
           setService({ status: 'error', detail: errorText(error) });
-          report("Couldn't read the keyboards", error);
+          report(t('error.readKeyboards'), error);
         }
       },
     );
@@ -79,14 +83,14 @@ export function useTessarel() {
   const queryFlashing = useCallback(() => {
     TessarelJs?.isFlashing().then(
       (value) => dispatchFirmware({ type: 'isFlashing', value }),
-      (error) => backgroundFailure("Couldn't read whether an update is running", error),
+      (error) => backgroundFailure(t('error.readIsFlashing'), error),
     );
   }, [backgroundFailure]);
 
   const queryFlashingState = useCallback(() => {
     TessarelJs?.flashingState().then(
       (value) => dispatchFirmware({ type: 'flashingState', value }),
-      (error) => backgroundFailure("Couldn't read the update progress", error),
+      (error) => backgroundFailure(t('error.readProgress'), error),
     );
   }, [backgroundFailure]);
 
@@ -99,8 +103,8 @@ export function useTessarel() {
     },
     [backgroundFailure],
   );
-  const queryResetState = useCallback(() => queryOperation('reset', 'resetFirmwareState', "Couldn't read the reset state"), [queryOperation]);
-  const queryRecoverState = useCallback(() => queryOperation('recover', 'recoverDeviceState', "Couldn't read the recovery state"), [queryOperation]);
+  const queryResetState = useCallback(() => queryOperation('reset', 'resetFirmwareState', t('error.readReset')), [queryOperation]);
+  const queryRecoverState = useCallback(() => queryOperation('recover', 'recoverDeviceState', t('error.readRecovery')), [queryOperation]);
 
   const refreshAll = useCallback(() => {
     refreshKeyboards();
@@ -112,10 +116,10 @@ export function useTessarel() {
 
   // Start-up queries and the native events.
   useEffect(() => {
-    SettingsJs?.appVersion().then(setAppVersion, (error) => report("Couldn't read the app version", error));
+    SettingsJs?.appVersion().then(setAppVersion, (error) => report(t('error.readVersion'), error));
     TessarelJs?.isLaunchAtStartUpEnabled().then(
       (value) => setLaunchAtStartUp({ value: Boolean(value), busy: false }),
-      (error) => report("Couldn't read the sign-in setting", error),
+      (error) => report(t('error.readSignIn'), error),
     );
     refreshAll();
 
@@ -140,6 +144,10 @@ export function useTessarel() {
       const keyEvents = new NativeEventEmitter(KeyBinderJs);
       subscriptions.push(
         keyEvents.addListener('keyDown', (code) => {
+          // A listener that takes the press (a shortcut being recorded) keeps it out of the tester.
+          let taken = false;
+          for (const listener of [...keyDownListeners.current]) taken = listener(code) === true || taken;
+          if (taken) return;
           const id = nextId.current++;
           setKeyPresses((list) => [{ id, code }, ...list].slice(0, keyHistoryLength));
         }),
@@ -173,73 +181,78 @@ export function useTessarel() {
         refreshAll();
       },
       clearKeyPresses: () => setKeyPresses([]),
+      refreshKeyboards,
+      // listener(code) -> true when it took the press; returns the unsubscribe function.
+      subscribeKeyDown: (listener) => {
+        keyDownListeners.current.add(listener);
+        return () => keyDownListeners.current.delete(listener);
+      },
 
       setLaunchAtStartUp: async (enabled) => {
         setLaunchAtStartUp((current) => ({ ...current, busy: true }));
-        await run("Couldn't change launch at sign-in", () => TessarelJs.setIsLaunchAtStartUpEnabled(enabled));
+        await run(t('error.changeSignIn'), () => TessarelJs.setIsLaunchAtStartUpEnabled(enabled));
         // The system may decline; what counts is what it reports now.
-        const value = await run("Couldn't read the sign-in setting", () => TessarelJs.isLaunchAtStartUpEnabled(), null);
+        const value = await run(t('error.readSignIn'), () => TessarelJs.isLaunchAtStartUpEnabled(), null);
         setLaunchAtStartUp((current) => ({ value: value === null ? current.value : Boolean(value), busy: false }));
       },
 
-      setActiveColor: (keyboardId, layerType, x, y, color) =>
-        run(
-          "Couldn't save the key's active colour",
-          () => TessarelJs.setLedActiveColor(keyboardId, layerType, x, y, color.r, color.g, color.b).then(() => true),
-          false,
-        ),
-
       setLight: (keyboardId, x, y, color, animationType, animationData) =>
         run(
-          "Couldn't light the key",
+          t('error.light'),
           () => TessarelJs.setLed(keyboardId, x, y, color.r, color.g, color.b, animationType, animationData).then(() => true),
           false,
         ),
 
       simulateKeyPress: (keyboardId, executablePath, layer, x, y) =>
-        run("Couldn't send the key press", () => TessarelJs.simulateKeyPress(keyboardId, executablePath, layer, x, y).then(() => true), false),
+        run(t('error.simulate'), () => TessarelJs.simulateKeyPress(keyboardId, executablePath, layer, x, y).then(() => true), false),
 
-      firmwareVersion: (keyboardId) => run("Couldn't read the firmware version", () => TessarelJs.firmwareVersion(keyboardId), null),
+      firmwareVersion: (keyboardId) => run(t('error.firmwareVersion'), () => TessarelJs.firmwareVersion(keyboardId), null),
 
-      selectFile: () => run("Couldn't choose a file", () => TessarelJs.selectFile(), null),
+      selectFile: () => run(t('error.selectFile'), () => TessarelJs.selectFile(), null),
 
-      updateDevice: async (keyboardId, config) => {
-        dispatchFirmware({ type: 'updateRequested' });
+      // Writes firmware (config: a file's path) or a configuration (config: the keyboard as JSON);
+      // resolves with whether the service took it.
+      updateDevice: async (keyboardId, config, purpose = 'firmware') => {
+        dispatchFirmware({ type: 'updateRequested', keyboardId, purpose });
+        let accepted = false;
         try {
-          const accepted = await TessarelJs.updateDevice(keyboardId, config);
-          dispatchFirmware({ type: 'updateAnswered', accepted: Boolean(accepted) });
-          if (!accepted) report("The update didn't start", new Error('The keyboard service declined the update.'));
+          accepted = Boolean(await TessarelJs.updateDevice(keyboardId, config));
+          dispatchFirmware({ type: 'updateAnswered', accepted });
+          if (!accepted) report(t(purpose === 'configuration' ? 'error.writeDeclined' : 'error.updateDeclined'), new Error(t('error.declinedDetail')));
         } catch (error) {
           dispatchFirmware({ type: 'updateRejected' });
-          report("Couldn't update the firmware", error);
+          report(t(purpose === 'configuration' ? 'error.write' : 'error.update'), error);
         }
         queryFlashing();
         queryFlashingState();
+        return accepted;
       },
 
       cancelUpdate: async () => {
         dispatchFirmware({ type: 'cancelRequested' });
-        await run("Couldn't cancel the update", () => TessarelJs.setCancelUpdate(true));
+        await run(t('error.cancel'), () => TessarelJs.setCancelUpdate(true));
       },
 
       dismissUpdate: () => dispatchFirmware({ type: 'dismissed' }),
 
       resetFirmware: async (keyboardId, model) => {
-        const accepted = await run("Couldn't reset the firmware", () => TessarelJs.resetFirmware(keyboardId, model), null);
-        if (accepted === false) report("The reset didn't start", new Error('The keyboard service declined the reset.'));
+        setOperationOwners((owners) => ({ ...owners, reset: keyboardId }));
+        const accepted = await run(t('error.reset'), () => TessarelJs.resetFirmware(keyboardId, model), null);
+        if (accepted === false) report(t('error.resetDeclined'), new Error(t('error.resetDeclinedDetail')));
         queryResetState();
       },
 
-      recoverDevice: async (model) => {
-        const accepted = await run("Couldn't recover the keyboard", () => TessarelJs.recoverDevice(model), null);
-        if (accepted === false) report("The recovery didn't start", new Error('The keyboard service declined the recovery.'));
+      recoverDevice: async (keyboardId, model) => {
+        setOperationOwners((owners) => ({ ...owners, recover: keyboardId }));
+        const accepted = await run(t('error.recover'), () => TessarelJs.recoverDevice(model), null);
+        if (accepted === false) report(t('error.recoverDeclined'), new Error(t('error.recoverDeclinedDetail')));
         queryRecoverState();
       },
 
       resetToBootloader: (keyboardId) =>
-        run("Couldn't start the boot loader", () => TessarelJs.resetToBootloader(keyboardId).then(() => true), false),
+        run(t('error.bootloader'), () => TessarelJs.resetToBootloader(keyboardId).then(() => true), false),
     }),
-    [run, report, refreshAll, queryFlashing, queryFlashingState, queryResetState, queryRecoverState],
+    [run, report, refreshAll, refreshKeyboards, queryFlashing, queryFlashingState, queryResetState, queryRecoverState],
   );
 
   return {
@@ -252,6 +265,7 @@ export function useTessarel() {
     launchAtStartUp,
     firmware,
     operationStates,
+    operationOwners,
     keyPresses,
     actions,
   };

@@ -8,13 +8,14 @@ import { test } from 'node:test';
 import vm from 'node:vm';
 import * as esbuild from 'esbuild';
 import { bundleOptions } from '../scripts/build.mjs';
+import { builtinIconList } from '../src/logic/icons.js';
 
 async function buildBundle() {
   const dir = await mkdtemp(path.join(tmpdir(), 'tessarel-ui-'));
   try {
     const outfile = path.join(dir, 'index.windows.bundle');
-    await esbuild.build(bundleOptions({ outfile }));
-    return await readFile(outfile, 'utf8');
+    const { metafile } = await esbuild.build({ ...bundleOptions({ outfile }), metafile: true });
+    return { source: await readFile(outfile, 'utf8'), inputs: Object.keys(metafile.inputs) };
   } finally {
     await rm(dir, { recursive: true, force: true });
   }
@@ -49,7 +50,7 @@ function fakeHost() {
 }
 
 test('the production bundle meets the host contract', async () => {
-  const source = await buildBundle();
+  const { source, inputs } = await buildBundle();
 
   // A classic script: compiling it as one fails on any import or export statement.
   assert.doesNotThrow(() => new vm.Script(source, { filename: 'index.windows.bundle' }));
@@ -65,4 +66,9 @@ test('the production bundle meets the host contract', async () => {
   assert.equal(typeof registry.runApplication, 'function');
   assert.deepEqual([...registry.getAppKeys()], ['Tessarel']);
   assert.deepEqual([...host.calls], [], 'nothing runs before the host calls runApplication');
+
+  // Of the icon package, the bundle holds the glyphs of the built-in icons and nothing else.
+  const lucide = inputs.filter((input) => input.includes('node_modules/lucide/'));
+  assert.equal(lucide.length, builtinIconList().length);
+  assert.ok(lucide.every((input) => input.includes('/dist/esm/icons/')), lucide.join('\n'));
 });

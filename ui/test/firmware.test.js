@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { firmwareReducer, initialFirmwareState, operationState, percentFromFlashingState, updateConfigText } from '../src/logic/firmware.js';
+import { firmwareReducer, initialFirmwareState, operationsFor, operationState, percentFromFlashingState, updateFor } from '../src/logic/firmware.js';
 
 const play = (actions, state = initialFirmwareState) => actions.reduce(firmwareReducer, state);
 
@@ -59,13 +59,33 @@ test('flashing state as a percentage', () => {
   assert.deepEqual([0, 55, 100, 101, -3, null, 'x', '42'].map(percentFromFlashingState), [0, 55, 100, 100, 0, 0, 0, 42]);
 });
 
-test('the config text of updateDevice', () => {
-  const keyboard = { id: 'K1', name: 'Pad', model: 1, layers: [], appPaths: Array(8).fill('') };
-  assert.equal(updateConfigText(keyboard, '/tmp/fw.bin'), '/tmp/fw.bin');
-  assert.deepEqual(JSON.parse(updateConfigText(keyboard, '')), keyboard);
-  assert.deepEqual(JSON.parse(updateConfigText(keyboard, null)), keyboard);
-});
-
 test('reset and recovery state labels', () => {
   assert.deepEqual([0, 1, 2, 3, 7, null].map((value) => operationState(value).label), ['Idle', 'In progress', 'Succeeded', 'Failed', 'State 7', 'Unknown']);
+});
+
+// Notifications name no keyboard: an update is shown on the page of the keyboard it was started
+// for, and other pages only learn that one runs elsewhere.
+test('an update belongs to the keyboard it was started for', async (t) => {
+  const started = [{ type: 'updateRequested', keyboardId: 'PAD', purpose: 'configuration' }, { type: 'isFlashing', value: true }, { type: 'flashingState', value: 35 }];
+  const rows = [
+    { desc: 'its own page shows the progress and what is written', actions: started, page: 'PAD', want: { phase: 'flashing', progress: 35, purpose: 'configuration', elsewhere: false } },
+    { desc: "another keyboard's page shows no progress, only that an update runs elsewhere", actions: started, page: 'DECK', want: { phase: 'idle', progress: 0, isFlashing: false, elsewhere: true, elsewhereId: 'PAD' } },
+    { desc: 'the end of the update is shown on its own page only', actions: [...started, { type: 'flashingState', value: 100 }, { type: 'isFlashing', value: false }], page: 'DECK', want: { phase: 'idle', elsewhere: false } },
+    { desc: 'flashing this page did not start belongs to no keyboard', actions: [{ type: 'isFlashing', value: true }, { type: 'flashingState', value: 20 }], page: 'PAD', want: { phase: 'idle', elsewhere: true, elsewhereId: null } },
+    { desc: 'a new update on another keyboard takes the update over', actions: [...started, { type: 'isFlashing', value: false }, { type: 'updateRequested', keyboardId: 'DECK' }], page: 'PAD', want: { phase: 'idle', elsewhere: true } },
+  ];
+  for (const row of rows) {
+    await t.test(row.desc, () => {
+      const shown = updateFor(play(row.actions), row.page);
+      for (const [field, value] of Object.entries(row.want)) assert.equal(shown[field], value, field);
+    });
+  }
+});
+
+test('reset and recovery states show on the keyboard they were started on', () => {
+  const states = { reset: 2, recover: 1 };
+  const owners = { reset: 'PAD', recover: 'DECK' };
+  assert.deepEqual(operationsFor(states, owners, 'PAD'), { reset: 2, recover: null });
+  assert.deepEqual(operationsFor(states, owners, 'DECK'), { reset: null, recover: 1 });
+  assert.deepEqual(operationsFor(states, { reset: null, recover: null }, 'PAD'), { reset: null, recover: null });
 });

@@ -1,5 +1,6 @@
 // Errors and notices above the content, each dismissable.
 import { Pressable, StyleSheet, Text, View } from 'react-native';
+import { t } from '../i18n/index.js';
 import { colors, fonts, radius } from '../theme.js';
 
 function Banner({ tone, title, message, count, onDismiss, testID }) {
@@ -15,7 +16,7 @@ function Banner({ tone, title, message, count, onDismiss, testID }) {
         </Text>
         {message ? <Text style={styles.message} selectable>{message}</Text> : null}
       </View>
-      <Pressable accessibilityRole="button" accessibilityLabel="Dismiss" onPress={onDismiss} style={({ hovered }) => [styles.close, hovered && styles.closeHover]}>
+      <Pressable accessibilityRole="button" accessibilityLabel={t('common.dismiss')} testID={`${testID}-dismiss`} onPress={onDismiss} style={({ hovered }) => [styles.close, hovered && styles.closeHover]}>
         <Text style={styles.closeText}>✕</Text>
       </Pressable>
     </View>
@@ -27,7 +28,7 @@ export default function Banners({ errors, notices, onDismissError, onDismissNoti
   return (
     <View style={styles.stack}>
       {notices.map((notice) => (
-        <Banner key={`n${notice.id}`} tone="notice" title="Firmware update available" message={notice.text} onDismiss={() => onDismissNotice(notice.id)} testID="notice" />
+        <Banner key={`n${notice.id}`} tone="notice" title={t('notice.title')} message={notice.text} onDismiss={() => onDismissNotice(notice.id)} testID="notice" />
       ))}
       {errors.map((error) => (
         <Banner key={`e${error.id}`} tone="error" title={error.title} message={error.message} count={error.count} onDismiss={() => onDismissError(error.id)} testID="error" />
@@ -39,17 +40,17 @@ export default function Banners({ errors, notices, onDismissError, onDismissNoti
 const styles = StyleSheet.create({
   stack: { gap: 8, paddingHorizontal: 24, paddingTop: 16 },
   banner: { flexDirection: 'row', alignItems: 'flex-start', borderRadius: radius.medium, borderWidth: 1, paddingVertical: 10, paddingHorizontal: 12 },
-  error: { backgroundColor: colors.dangerSoft, borderColor: '#F1C2CB' },
-  notice: { backgroundColor: colors.accentSoft, borderColor: '#CBD0F5' },
+  error: { backgroundColor: colors.dangerSoft, borderColor: colors.dangerBorder },
+  notice: { backgroundColor: colors.accentSoft, borderColor: colors.noticeBorder },
   mark: { width: 20, height: 20, borderRadius: 10, alignItems: 'center', justifyContent: 'center', marginRight: 10, marginTop: 1 },
   mark_error: { backgroundColor: colors.danger },
   mark_notice: { backgroundColor: colors.accent },
-  markText: { color: '#FFFFFF', fontFamily: fonts.body, fontWeight: '800', fontSize: 12 },
+  markText: { color: colors.accentText, fontFamily: fonts.body, fontWeight: '800', fontSize: 12 },
   body: { flex: 1 },
   title: { fontFamily: fonts.body, fontSize: 13.5, fontWeight: '700', color: colors.text },
   count: { fontWeight: '600', color: colors.textMuted },
   message: { fontFamily: fonts.body, fontSize: 13, color: colors.textMuted, marginTop: 2 },
   close: { width: 26, height: 26, borderRadius: 13, alignItems: 'center', justifyContent: 'center', cursor: 'pointer' },
-  closeHover: { backgroundColor: 'rgba(0,0,0,0.06)' },
+  closeHover: { backgroundColor: colors.hover },
   closeText: { fontSize: 12, color: colors.textMuted },
 });

@@ -1,8 +1,12 @@
-// A colour picker: preview, hex field, a slider per channel and a few swatches.
+// A colour picker: preview, hex field, a slider per channel and a few swatches. The hex field
+// takes #rgb and #rrggbb (with or without "#", typed or pasted); while its text is no colour it
+// is drawn as bad and says so, and the colour stays the last good one.
 import { useEffect, useState } from 'react';
 import { Pressable, StyleSheet, Text, TextInput, View } from 'react-native';
-import { clampChannel, hexToRgb, rgbToHex, sameColor } from '../logic/color.js';
-import { colors, fonts, radius } from '../theme.js';
+import { t } from '../i18n/index.js';
+import { clampChannel, followColor, hexToRgb, rgbToHex, sameColor } from '../logic/color.js';
+import { colors, fonts, radius, shadows } from '../theme.js';
+import { TextField } from './ui.jsx';
 
 const swatches = [
   { r: 255, g: 255, b: 255 },
@@ -17,35 +21,42 @@ const swatches = [
 ];
 
 const channels = [
-  { name: 'r', label: 'R', tint: '#E5484D' },
-  { name: 'g', label: 'G', tint: '#30A46C' },
-  { name: 'b', label: 'B', tint: '#3E63DD' },
+  { name: 'r', label: 'R', tint: colors.channelRed },
+  { name: 'g', label: 'G', tint: colors.channelGreen },
+  { name: 'b', label: 'B', tint: colors.channelBlue },
 ];
 
-export default function ColorPicker({ value, onChange }) {
+export default function ColorPicker({ value, onChange, testID = 'color' }) {
   const [hexText, setHexText] = useState(rgbToHex(value));
-  useEffect(() => setHexText(rgbToHex(value)), [value]);
+  // The field follows a colour set elsewhere (a slider, a swatch, undo), but never rewrites what
+  // the user is typing: "#ff8" is already a colour and must stay "#ff8" until "#ff8800".
+  useEffect(() => {
+    setHexText((text) => followColor(text, value));
+  }, [value]);
   const hexValid = hexToRgb(hexText) !== null;
 
   return (
     <View>
       <View style={styles.top}>
-        <View style={[styles.preview, { backgroundColor: rgbToHex(value) }]} testID="color-preview" />
+        <View style={[styles.preview, { backgroundColor: rgbToHex(value) }]} testID={`${testID}-preview`} />
         <View style={styles.hexBox}>
-          <Text style={styles.hexLabel}>Hex</Text>
-          <TextInput
-            testID="color-hex"
-            accessibilityLabel="Colour as hex"
+          <Text style={styles.hexLabel}>{t('color.hex')}</Text>
+          <TextField
+            testID={`${testID}-hex`}
+            nativeID={`${testID}-hex`}
+            accessibilityLabel={t('color.hexLabel')}
             value={hexText}
             onChangeText={(text) => {
               setHexText(text);
               const parsed = hexToRgb(text);
-              if (parsed) onChange(parsed);
+              if (parsed && !sameColor(parsed, value)) onChange(parsed);
             }}
-            onBlur={() => setHexText(rgbToHex(value))}
-            style={[styles.hexInput, !hexValid && styles.hexInvalid]}
-            maxLength={7}
+            invalid={!hexValid}
+            mono
+            style={styles.hexInput}
+            maxLength={16}
           />
+          {!hexValid ? <Text style={styles.hexProblem} testID={`${testID}-hex-invalid`}>{t('color.hexInvalid')}</Text> : null}
         </View>
       </View>
       {channels.map((channel) => (
@@ -63,9 +74,9 @@ export default function ColorPicker({ value, onChange }) {
           return (
             <Pressable
               key={rgbToHex(swatch)}
-              testID={`swatch-${rgbToHex(swatch).slice(1)}`}
+              testID={`${testID}-swatch-${rgbToHex(swatch).slice(1)}`}
               accessibilityRole="button"
-              accessibilityLabel={`Colour ${rgbToHex(swatch)}`}
+              accessibilityLabel={t('color.swatch', { hex: rgbToHex(swatch) })}
               onPress={() => onChange(swatch)}
               style={[styles.swatch, { backgroundColor: rgbToHex(swatch) }, active && styles.swatchActive]}
             />
@@ -98,7 +109,7 @@ function ChannelSlider({ label, tint, value, onChange }) {
         onResponderGrant={fromTouch}
         onResponderMove={fromTouch}
         accessibilityRole="adjustable"
-        accessibilityLabel={`${label} channel`}
+        accessibilityLabel={t('color.channel', { channel: label })}
         accessibilityValue={{ min: 0, max: 255, now: value }}
       >
         <View pointerEvents="none" style={styles.rail} />
@@ -106,7 +117,7 @@ function ChannelSlider({ label, tint, value, onChange }) {
         <View pointerEvents="none" style={[styles.thumb, { left: `${percent}%`, borderColor: tint }]} />
       </View>
       <TextInput
-        accessibilityLabel={`${label} value`}
+        accessibilityLabel={t('color.channelValue', { channel: label })}
         value={text}
         onChangeText={(next) => {
           setText(next);
@@ -123,28 +134,17 @@ function ChannelSlider({ label, tint, value, onChange }) {
 
 const styles = StyleSheet.create({
   top: { flexDirection: 'row', alignItems: 'center', marginBottom: 12 },
-  preview: { width: 48, height: 48, borderRadius: radius.medium, borderWidth: 1, borderColor: 'rgba(0,0,0,0.12)', marginRight: 12 },
+  preview: { width: 48, height: 48, borderRadius: radius.medium, borderWidth: 1, borderColor: colors.swatchEdge, marginRight: 12 },
   hexBox: { flex: 1 },
   hexLabel: { fontFamily: fonts.body, fontSize: 11, fontWeight: '700', color: colors.textFaint, letterSpacing: 0.6, textTransform: 'uppercase', marginBottom: 4 },
-  hexInput: {
-    fontFamily: fonts.mono,
-    fontSize: 14,
-    color: colors.text,
-    height: 32,
-    paddingHorizontal: 10,
-    borderRadius: radius.small + 2,
-    borderWidth: 1,
-    borderColor: colors.borderStrong,
-    backgroundColor: colors.surface,
-    width: 120,
-  },
-  hexInvalid: { borderColor: colors.danger },
+  hexInput: { width: 120 },
+  hexProblem: { fontFamily: fonts.body, fontSize: 11.5, color: colors.danger, marginTop: 4 },
   channel: { flexDirection: 'row', alignItems: 'center', marginBottom: 8 },
   channelLabel: { width: 16, fontFamily: fonts.mono, fontSize: 12, fontWeight: '700', color: colors.textMuted },
   track: { flex: 1, height: 22, justifyContent: 'center', marginHorizontal: 14, cursor: 'pointer' },
-  rail: { position: 'absolute', left: 0, right: 0, height: 6, borderRadius: 3, backgroundColor: '#E8EAEF' },
+  rail: { position: 'absolute', left: 0, right: 0, height: 6, borderRadius: 3, backgroundColor: colors.track },
   trackFill: { position: 'absolute', left: 0, height: 6, borderRadius: 3 },
-  thumb: { position: 'absolute', width: 16, height: 16, borderRadius: 8, marginLeft: -8, backgroundColor: '#FFFFFF', borderWidth: 3, boxShadow: '0 1px 3px rgba(0,0,0,0.2)' },
+  thumb: { position: 'absolute', width: 16, height: 16, borderRadius: 8, marginLeft: -8, backgroundColor: colors.surface, borderWidth: 3, boxShadow: shadows.thumb },
   channelInput: {
     width: 52,
     height: 28,
@@ -159,6 +159,6 @@ const styles = StyleSheet.create({
     backgroundColor: colors.surface,
   },
   swatches: { flexDirection: 'row', flexWrap: 'wrap', gap: 8, marginTop: 6 },
-  swatch: { width: 24, height: 24, borderRadius: 6, borderWidth: 1, borderColor: 'rgba(0,0,0,0.15)', cursor: 'pointer' },
+  swatch: { width: 24, height: 24, borderRadius: 6, borderWidth: 1, borderColor: colors.swatchEdge, cursor: 'pointer' },
   swatchActive: { boxShadow: `0 0 0 2px ${colors.surface}, 0 0 0 4px ${colors.accent}` },
 });

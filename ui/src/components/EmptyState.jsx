@@ -22,7 +22,7 @@ const styles = StyleSheet.create({
   box: { flex: 1, alignItems: 'center', justifyContent: 'center', padding: 40, minHeight: 360 },
   spinner: { marginBottom: 18 },
   art: { width: 56, height: 56, flexDirection: 'row', flexWrap: 'wrap', gap: 6, marginBottom: 18 },
-  artKey: { width: 25, height: 25, borderRadius: 6, backgroundColor: '#DDE0E7' },
+  artKey: { width: 25, height: 25, borderRadius: 6, backgroundColor: colors.emptyArt },
   title: { fontFamily: fonts.body, fontSize: 18, fontWeight: '700', color: colors.text, textAlign: 'center' },
   detail: { fontFamily: fonts.body, fontSize: 13.5, color: colors.textMuted, marginTop: 8, textAlign: 'center', maxWidth: 460, lineHeight: 20 },
   action: { marginTop: 18 },

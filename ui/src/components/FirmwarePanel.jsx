@@ -2,20 +2,10 @@
 // maintenance commands (reset, recovery, boot loader).
 import { useEffect, useRef, useState } from 'react';
 import { ActivityIndicator, StyleSheet, Text, View } from 'react-native';
-import { isUpdateActive, operationState, updateConfigText } from '../logic/firmware.js';
+import { t } from '../i18n/index.js';
+import { isUpdateActive, operationState } from '../logic/firmware.js';
 import { colors, fonts, radius } from '../theme.js';
 import { Button, Card, Pill, ProgressBar, textStyles } from './ui.jsx';
-
-const phaseText = {
-  idle: '',
-  starting: 'Starting the update…',
-  flashing: 'Writing firmware…',
-  cancelling: 'Cancelling…',
-  done: 'Update complete',
-  cancelled: 'Update cancelled',
-  stopped: 'The update stopped before it finished',
-  failed: "The update didn't start",
-};
 
 function FirmwareVersion({ keyboard, keyboardsRevision, actions }) {
   const [version, setVersion] = useState({ value: null, loading: true });
@@ -35,14 +25,14 @@ function FirmwareVersion({ keyboard, keyboardsRevision, actions }) {
     };
   }, [keyboard.id, keyboardsRevision, actions]);
   return (
-    <Card title="Firmware version" subtitle={`${keyboard.name} · model ${keyboard.model}`}>
+    <Card title={t('firmware.version')} subtitle={t('firmware.versionSubtitle', { name: keyboard.name, model: keyboard.model })}>
       <View style={styles.versionRow}>
         {version.loading ? (
           <ActivityIndicator color={colors.accent} />
         ) : (
-          <Text style={styles.version} testID="firmware-version">{version.value === null ? 'Unknown' : version.value}</Text>
+          <Text style={styles.version} testID="firmware-version">{version.value === null ? t('firmware.unknown') : version.value}</Text>
         )}
-        <Button label="Check again" small kind="ghost" onPress={load} disabled={version.loading} />
+        <Button label={t('firmware.checkAgain')} small kind="ghost" onPress={load} disabled={version.loading} />
       </View>
     </Card>
   );
@@ -70,7 +60,7 @@ function ConfirmButton({ label, confirmLabel, onConfirm, disabled, testID }) {
           }
         }}
       />
-      <Button label="Cancel" kind="ghost" small onPress={() => setConfirming(false)} disabled={busy} />
+      <Button label={t('common.cancel')} kind="ghost" small onPress={() => setConfirming(false)} disabled={busy} />
     </View>
   );
 }
@@ -90,77 +80,84 @@ function Maintenance({ title, description, state, children }) {
   );
 }
 
-export default function FirmwarePanel({ keyboard, keyboardsRevision, firmware, operationStates, actions }) {
-  const [file, setFile] = useState('');
+// `update` is the update as this keyboard's page shows it (updateFor), `operations` the reset
+// and recovery states that belong to this keyboard, `file` the firmware file chosen for it.
+export default function FirmwarePanel({ keyboard, keyboardsRevision, update, operations, file, onFileChange, actions }) {
   const [choosing, setChoosing] = useState(false);
-  const active = isUpdateActive(firmware);
-  const finished = !active && firmware.phase !== 'idle';
-  const config = updateConfigText(keyboard, file);
+  const active = isUpdateActive(update) || update.isFlashing;
+  const finished = !active && update.phase !== 'idle';
+  const busy = active || update.elsewhere;
+  const writingConfiguration = update.purpose === 'configuration';
 
   const chooseFile = async () => {
     setChoosing(true);
     const chosen = await actions.selectFile();
     setChoosing(false);
-    if (typeof chosen === 'string') setFile(chosen);
+    if (typeof chosen === 'string' && chosen !== '') onFileChange(chosen);
   };
 
   return (
     <View style={styles.grid}>
       <View style={styles.mainColumn}>
-        <Card title="Update firmware" subtitle="Writes a firmware file, or this keyboard's current configuration, to the keyboard.">
+        <Card title={t('firmware.update')} subtitle={t('firmware.updateSubtitle')}>
           <View style={styles.fileRow}>
             <View style={styles.fileText}>
-              <Text style={textStyles.label}>Firmware file</Text>
+              <Text style={textStyles.label}>{t('firmware.file')}</Text>
               {file ? (
                 <Text style={styles.filePath} numberOfLines={1} testID="firmware-file">{file}</Text>
               ) : (
-                <Text style={styles.fileNone}>None chosen: the current configuration is written ({config.length.toLocaleString()} characters of JSON).</Text>
+                <Text style={styles.fileNone}>{t('firmware.noFile')}</Text>
               )}
             </View>
             <View style={styles.fileButtons}>
-              {file ? <Button label="Clear" small kind="ghost" onPress={() => setFile('')} disabled={active} /> : null}
-              <Button label="Choose file…" small testID="select-file" busy={choosing} disabled={active} onPress={chooseFile} />
+              {file ? <Button label={t('firmware.clearFile')} small kind="ghost" onPress={() => onFileChange('')} disabled={active} /> : null}
+              <Button label={t('firmware.chooseFile')} small testID="select-file" busy={choosing} disabled={active} onPress={chooseFile} />
             </View>
           </View>
 
-          {firmware.phase !== 'idle' || firmware.isFlashing ? (
+          {update.elsewhere ? (
+            <Text style={styles.elsewhere} testID="update-elsewhere">{t('firmware.elsewhere')}</Text>
+          ) : null}
+
+          {update.phase !== 'idle' ? (
             <View style={styles.progressBox} testID="update-progress">
               <View style={styles.progressHeader}>
-                <Text style={styles.progressTitle}>{phaseText[firmware.phase] || (firmware.isFlashing ? 'Writing firmware…' : '')}</Text>
-                <Text style={styles.percent} testID="update-percent">{Math.round(firmware.progress)}%</Text>
+                <Text style={styles.progressTitle}>{t(`firmware.phase.${writingConfiguration ? 'configuration.' : ''}${update.phase}`)}</Text>
+                <Text style={styles.percent} testID="update-percent">{Math.round(update.progress)}%</Text>
               </View>
-              <ProgressBar value={firmware.progress} tone={firmware.phase === 'done' ? 'success' : 'accent'} testID="update-progress-bar" />
+              <ProgressBar value={update.progress} tone={update.phase === 'done' ? 'success' : 'accent'} testID="update-progress-bar" />
             </View>
           ) : null}
 
           <View style={styles.actionsRow}>
             <Button
-              label={file ? 'Update from file' : 'Write configuration'}
+              label={t('firmware.updateButton')}
               kind="primary"
               testID="update-device"
-              busy={firmware.phase === 'starting'}
-              disabled={active || firmware.isFlashing}
-              onPress={() => actions.updateDevice(keyboard.id, config)}
+              busy={update.phase === 'starting'}
+              disabled={busy || !file}
+              onPress={() => actions.updateDevice(keyboard.id, file, 'firmware')}
             />
-            {active || firmware.isFlashing ? (
-              <Button label="Cancel update" kind="danger" testID="cancel-update" disabled={firmware.phase === 'cancelling'} onPress={actions.cancelUpdate} />
+            {active ? (
+              <Button label={t('firmware.cancelUpdate')} kind="danger" testID="cancel-update" disabled={update.phase === 'cancelling'} onPress={actions.cancelUpdate} />
             ) : null}
-            {finished ? <Button label="Done" kind="ghost" onPress={actions.dismissUpdate} /> : null}
+            {finished ? <Button label={t('firmware.done')} kind="ghost" onPress={actions.dismissUpdate} /> : null}
           </View>
+          <Text style={styles.configurationNote}>{t('firmware.configurationNote')}</Text>
         </Card>
       </View>
 
       <View style={styles.sideColumn}>
         <FirmwareVersion keyboard={keyboard} keyboardsRevision={keyboardsRevision} actions={actions} />
-        <Card title="Maintenance" subtitle="For a keyboard that misbehaves.">
-          <Maintenance title="Reset firmware" description="Puts the keyboard's firmware back to its factory state." state={operationStates.reset}>
-            <ConfirmButton label="Reset" confirmLabel="Reset now" testID="reset-firmware" disabled={active} onConfirm={() => actions.resetFirmware(keyboard.id, keyboard.model)} />
+        <Card title={t('maintenance.title')} subtitle={t('maintenance.subtitle')}>
+          <Maintenance title={t('maintenance.reset')} description={t('maintenance.resetDescription')} state={operations.reset ?? undefined}>
+            <ConfirmButton label={t('maintenance.resetButton')} confirmLabel={t('maintenance.resetConfirm')} testID="reset-firmware" disabled={busy} onConfirm={() => actions.resetFirmware(keyboard.id, keyboard.model)} />
           </Maintenance>
-          <Maintenance title="Recover keyboard" description={`Recovers a model ${keyboard.model} keyboard that no longer starts.`} state={operationStates.recover}>
-            <ConfirmButton label="Recover" confirmLabel="Recover now" testID="recover-device" disabled={active} onConfirm={() => actions.recoverDevice(keyboard.model)} />
+          <Maintenance title={t('maintenance.recover')} description={t('maintenance.recoverDescription', { model: keyboard.model })} state={operations.recover ?? undefined}>
+            <ConfirmButton label={t('maintenance.recoverButton')} confirmLabel={t('maintenance.recoverConfirm')} testID="recover-device" disabled={busy} onConfirm={() => actions.recoverDevice(keyboard.id, keyboard.model)} />
           </Maintenance>
-          <Maintenance title="Boot loader" description="Restarts the keyboard into its boot loader.">
-            <ConfirmButton label="Restart" confirmLabel="Restart now" testID="reset-to-bootloader" disabled={active} onConfirm={() => actions.resetToBootloader(keyboard.id)} />
+          <Maintenance title={t('maintenance.bootloader')} description={t('maintenance.bootloaderDescription')}>
+            <ConfirmButton label={t('maintenance.bootloaderButton')} confirmLabel={t('maintenance.bootloaderConfirm')} testID="reset-to-bootloader" disabled={busy} onConfirm={() => actions.resetToBootloader(keyboard.id)} />
           </Maintenance>
         </Card>
       </View>
@@ -190,4 +187,6 @@ const styles = StyleSheet.create({
   maintenanceTitle: { fontFamily: fonts.body, fontSize: 13.5, fontWeight: '600', color: colors.text },
   maintenanceDescription: { fontFamily: fonts.body, fontSize: 12.5, color: colors.textMuted, marginTop: 2 },
   confirmRow: { flexDirection: 'row', gap: 4 },
+  elsewhere: { fontFamily: fonts.body, fontSize: 13, color: colors.warning, marginTop: 14, padding: 10, borderRadius: radius.medium, backgroundColor: colors.warningSoft },
+  configurationNote: { fontFamily: fonts.body, fontSize: 12, color: colors.textFaint, marginTop: 12 },
 });

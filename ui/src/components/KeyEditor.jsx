@@ -1,62 +1,67 @@
-// The selected key: its details, its colour and light, and a simulated press into a program.
+// The selected key: what it does (action and macros), its icon and its two colours, all staged
+// until written; a light preview on the keyboard; and a simulated press into a program.
 import { useEffect, useState } from 'react';
-import { Pressable, StyleSheet, Text, TextInput, View } from 'react-native';
+import { StyleSheet, Text, TextInput, View } from 'react-native';
+import { t } from '../i18n/index.js';
+import { actionTypeName, actionTypes, describeAction, layerName, macrosForType } from '../logic/actions.js';
 import { rgbToHex } from '../logic/color.js';
 import { colors, fonts, radius } from '../theme.js';
 import ColorPicker from './ColorPicker.jsx';
-import { Button, Card, Field, textStyles } from './ui.jsx';
+import IconPicker from './IconPicker.jsx';
+import MacroEditor from './MacroEditor.jsx';
+import { Button, Card, Chip, Field, Pill, textStyles } from './ui.jsx';
 
 // The animation numbers are the keyboard service's; these names are the ones this UI offers.
-export const animationPresets = [
-  { type: 0, label: 'Static' },
-  { type: 1, label: 'Breathe' },
-  { type: 2, label: 'Blink' },
-  { type: 3, label: 'Cycle' },
-];
+const animationPresets = [0, 1, 2, 3];
 
-const white = { r: 255, g: 255, b: 255 };
+const defaultColor = { r: 255, g: 255, b: 255 };
 
-function ColorValue({ color }) {
-  if (!color) return <Text style={styles.valueMuted}>none</Text>;
+function Section({ title, hint, children, first = false, testID }) {
   return (
-    <View style={styles.colorValue}>
-      <View style={[styles.colorDot, { backgroundColor: rgbToHex(color) }]} />
-      <Text style={styles.valueMono}>{rgbToHex(color)}</Text>
+    <View style={[styles.section, first && styles.sectionFirst]} testID={testID}>
+      <Text style={styles.sectionTitle}>{title}</Text>
+      {hint ? <Text style={styles.sectionHint}>{hint}</Text> : null}
+      {children}
     </View>
   );
 }
 
-function Detail({ label, children }) {
+// Which of the key's two colours the picker edits; a colour may also be none.
+function Colours({ keyData, onChange, disabled, target, setTarget }) {
+  const field = target === 'active' ? 'activeColor' : 'inactiveColor';
+  const value = keyData[field];
   return (
-    <View style={styles.detail}>
-      <Text style={textStyles.label}>{label}</Text>
-      <View style={styles.detailValue}>{typeof children === 'string' ? <Text style={styles.value}>{children}</Text> : children}</View>
+    <View>
+      <View style={styles.choiceRow}>
+        <Chip testID="color-target-inactive" label={t('colors.inactive')} active={target === 'inactive'} onPress={() => setTarget('inactive')} />
+        <Chip testID="color-target-active" label={t('colors.active')} active={target === 'active'} onPress={() => setTarget('active')} />
+      </View>
+      <Text style={styles.colorHint}>{t(target === 'active' ? 'colors.activeHint' : 'colors.inactiveHint')}</Text>
+      {value ? (
+        <View pointerEvents={disabled ? 'none' : 'auto'}>
+          <ColorPicker testID={`${target}-color`} value={value} onChange={(color) => onChange({ [field]: color }, `color:${field}`)} />
+          <View style={styles.buttonRow}>
+            <Button label={t('colors.clear')} small kind="ghost" testID={`${target}-color-clear`} disabled={disabled} onPress={() => onChange({ [field]: null })} />
+          </View>
+        </View>
+      ) : (
+        <View style={styles.noColor}>
+          <Text style={textStyles.muted}>{t('colors.none')}</Text>
+          <Button label={t('colors.set')} small testID={`${target}-color-set`} disabled={disabled} onPress={() => onChange({ [field]: defaultColor })} />
+        </View>
+      )}
     </View>
   );
 }
 
-function Chip({ label, active, onPress, testID }) {
-  return (
-    <Pressable testID={testID} accessibilityRole="button" accessibilityState={{ selected: active }} onPress={onPress} style={({ hovered }) => [styles.chip, active && styles.chipActive, hovered && !active && styles.chipHover]}>
-      <Text style={[styles.chipLabel, active && styles.chipLabelActive]} numberOfLines={1}>{label}</Text>
-    </Pressable>
-  );
-}
-
-export default function KeyEditor({ keyboard, layer, position, keyData, actions }) {
-  const [color, setColor] = useState(keyData?.activeColor ?? white);
+export default function KeyEditor({ keyboard, layer, position, keyData, edited, problem, onEdit, actions, subscribeKeyDown, onShowApplications, locked }) {
+  const [target, setTarget] = useState('active');
   const [animationType, setAnimationType] = useState(0);
   const [animationData, setAnimationData] = useState('0');
   const [busy, setBusy] = useState(null);
   const [done, setDone] = useState(null);
   const apps = keyboard.appPaths.map((path, slot) => ({ path, slot })).filter((app) => app.path);
   const [appSlot, setAppSlot] = useState(apps[0]?.slot ?? null);
-  const keyIdentity = `${keyboard.id}/${layer.type}/${position.x}/${position.y}`;
-
-  // A newly picked key starts from its own active colour.
-  useEffect(() => {
-    setColor(keyData?.activeColor ?? white);
-  }, [keyIdentity]);
   useEffect(() => {
     if (appSlot === null || !keyboard.appPaths[appSlot]) setAppSlot(apps[0]?.slot ?? null);
   }, [keyboard]);
@@ -78,115 +83,89 @@ export default function KeyEditor({ keyboard, layer, position, keyData, actions 
   }, [done]);
   const confirmation = (name, text) => (done === name ? <Text style={styles.done}>{text}</Text> : null);
 
-  const macros = keyData.action?.macros ?? [];
-  const icon = keyData.icon;
+  const action = keyData.action ?? { type: 0, macros: [] };
+  const setAction = (type) => onEdit({ action: { macros: macrosForType(type, keyboard, action), type } });
+  const setMacros = (macros) => onEdit({ action: { ...action, macros } });
+  const lightColor = (target === 'active' ? keyData.activeColor : keyData.inactiveColor) ?? defaultColor;
+
   return (
     <Card
-      title={`Row ${position.y + 1} · Key ${position.x + 1}`}
-      subtitle={`Layer ${layer.type}${keyData.icon ? ` · ${keyData.icon.type} #${keyData.icon.id}` : ""}`}
+      title={t('editor.title', { row: position.y + 1, key: position.x + 1 })}
+      subtitle={t('editor.subtitle', { layer: layerName(layer.type), size: `${keyData.size?.x ?? 1} × ${keyData.size?.y ?? 1}`, orientation: t(`orientation.${keyData.orientation ?? 0}`) })}
+      right={edited ? <Pill label={t('editor.edited')} tone="warning" /> : null}
       style={styles.card}
     >
-      <View style={styles.columns}>
+      <View style={styles.columns} testID="key-editor">
         <View style={styles.column}>
-          <View style={styles.details}>
-            <Detail label="Action">{`Type ${keyData.action?.type ?? '—'}`}</Detail>
-            <Detail label="Macros">
-              {macros.length === 0 ? (
-                <Text style={styles.valueMuted}>none</Text>
-              ) : (
-                <View style={styles.macroList}>
-                  {macros.map((macro, index) => (
-                    <View key={index} style={styles.macro}>
-                      <Text style={styles.macroText}>{macro === null ? '?' : macro}</Text>
-                    </View>
-                  ))}
-                </View>
-              )}
-            </Detail>
-            <Detail label="Icon">{icon ? `${icon.type} #${icon.id}` : 'none'}</Detail>
-            <Detail label="Orientation">{String(keyData.orientation)}</Detail>
-            <Detail label="Size">{`${keyData.size?.x} × ${keyData.size?.y}`}</Detail>
-            <Detail label="Active colour">
-              <ColorValue color={keyData.activeColor} />
-            </Detail>
-            <Detail label="Key colour">
-              <ColorValue color={keyData.inactiveColor} />
-            </Detail>
-          </View>
-
-          <View style={styles.section}>
-            <Text style={styles.sectionTitle}>Simulate a key press</Text>
-            <Text style={styles.sectionHint}>Sends this key's stroke to one of the keyboard's applications.</Text>
-            {apps.length === 0 ? (
-              <Text style={styles.valueMuted}>This keyboard has no applications set.</Text>
-            ) : (
-              <View style={styles.apps}>
-                {apps.map((app) => (
-                  <Chip key={app.slot} label={`${app.slot + 1}  ${app.path.split('/').pop()}`} active={appSlot === app.slot} onPress={() => setAppSlot(app.slot)} />
-                ))}
-              </View>
-            )}
-            <View style={styles.buttonRow}>
-              <Button
-                label="Send key press"
-                testID="simulate-key-press"
-                disabled={appSlot === null}
-                busy={busy === 'simulate'}
-                onPress={withBusy('simulate', () => actions.simulateKeyPress(keyboard.id, keyboard.appPaths[appSlot], layer.type, position.x, position.y))}
-              />
-              {confirmation('simulate', 'Sent')}
-              {appSlot !== null ? <Text style={[textStyles.mono, styles.appPath]} numberOfLines={1}>{keyboard.appPaths[appSlot]}</Text> : null}
+          <Section title={t('editor.action')} first>
+            <View style={styles.choiceRow}>
+              {actionTypes.map((type) => (
+                <Chip key={type} testID={`action-type-${type}`} label={actionTypeName(type)} active={action.type === type} disabled={locked} onPress={() => setAction(type)} />
+              ))}
             </View>
-          </View>
+            <View style={styles.summary}>
+              <Text style={styles.summaryLabel}>{t('editor.does')}</Text>
+              <Text style={styles.summaryText} testID="action-summary" numberOfLines={2}>{describeAction(action, keyboard)}</Text>
+            </View>
+            {problem ? <Text style={styles.problem} testID="key-problem">{problem}</Text> : null}
+            <MacroEditor keyboard={keyboard} action={action} onChange={setMacros} subscribeKeyDown={subscribeKeyDown} onShowApplications={onShowApplications} disabled={locked} />
+          </Section>
+
+          <Section title={t('editor.icon')}>
+            <IconPicker icon={keyData.icon} onChange={(icon) => onEdit({ icon })} disabled={locked} />
+          </Section>
         </View>
 
         <View style={styles.divider} />
 
         <View style={styles.column}>
-          <Text style={styles.sectionTitle}>Colour</Text>
-          <View style={styles.picker}>
-            <ColorPicker value={color} onChange={setColor} />
-          </View>
-          <View style={styles.buttonRow}>
-            <Button
-              label="Save as active colour"
-              kind="primary"
-              testID="save-active-color"
-              busy={busy === 'active'}
-              onPress={withBusy('active', () => actions.setActiveColor(keyboard.id, layer.type, position.x, position.y, color))}
-            />
-            {confirmation('active', 'Saved')}
-          </View>
+          <Section title={t('editor.colours')} hint={t('editor.coloursHint')} first>
+            <Colours keyData={keyData} onChange={onEdit} disabled={locked} target={target} setTarget={setTarget} />
+          </Section>
 
-          <View style={styles.section}>
-            <Text style={styles.sectionTitle}>Light the key now</Text>
-            <Text style={styles.sectionHint}>Lights the key in the colour above, with an animation.</Text>
-            <Field label="Animation">
-              <View style={styles.apps}>
-                {animationPresets.map((preset) => (
-                  <Chip key={preset.type} label={preset.label} active={animationType === preset.type} onPress={() => setAnimationType(preset.type)} testID={`animation-${preset.type}`} />
+          <Section title={t('light.title')} hint={t('light.hint', { color: rgbToHex(lightColor) })} testID="light-section">
+            <Field label={t('light.animation')}>
+              <View style={styles.choiceRow}>
+                {animationPresets.map((type) => (
+                  <Chip key={type} label={t(`light.animation.${type}`)} active={animationType === type} onPress={() => setAnimationType(type)} testID={`animation-${type}`} />
                 ))}
               </View>
             </Field>
-            <Field label="Animation data" hint="A number passed to the keyboard with the animation (for instance its speed).">
-              <TextInput
-                testID="animation-data"
-                value={animationData}
-                onChangeText={(text) => setAnimationData(text.replace(/[^0-9-]/g, ''))}
-                style={styles.numberInput}
-                inputMode="numeric"
-              />
+            <Field label={t('light.data')} hint={t('light.dataHint')}>
+              <TextInput testID="animation-data" accessibilityLabel={t('light.data')} value={animationData} onChangeText={(text) => setAnimationData(text.replace(/[^0-9-]/g, ''))} style={styles.numberInput} inputMode="numeric" />
             </Field>
             <View style={styles.buttonRow}>
               <Button
-                label="Light key"
+                label={t('light.button')}
                 testID="set-led"
                 busy={busy === 'light'}
-                onPress={withBusy('light', () => actions.setLight(keyboard.id, position.x, position.y, color, animationType, Number(animationData) || 0))}
+                onPress={withBusy('light', () => actions.setLight(keyboard.id, position.x, position.y, lightColor, animationType, Number(animationData) || 0))}
               />
-              {confirmation('light', 'Lit')}
+              {confirmation('light', t('light.done'))}
             </View>
-          </View>
+          </Section>
+
+          <Section title={t('simulate.title')} hint={t('simulate.hint')}>
+            {apps.length === 0 ? (
+              <Text style={textStyles.muted}>{t('simulate.noApps')}</Text>
+            ) : (
+              <View style={styles.choiceRow}>
+                {apps.map((app) => (
+                  <Chip key={app.slot} label={t('macros.appSlot', { number: app.slot + 1, name: app.path.split('/').pop() })} active={appSlot === app.slot} onPress={() => setAppSlot(app.slot)} />
+                ))}
+              </View>
+            )}
+            <View style={styles.buttonRow}>
+              <Button
+                label={t('simulate.button')}
+                testID="simulate-key-press"
+                disabled={appSlot === null}
+                busy={busy === 'simulate'}
+                onPress={withBusy('simulate', () => actions.simulateKeyPress(keyboard.id, keyboard.appPaths[appSlot], layer.type, position.x, position.y))}
+              />
+              {confirmation('simulate', t('simulate.done'))}
+            </View>
+          </Section>
         </View>
       </View>
     </Card>
@@ -196,31 +175,20 @@ export default function KeyEditor({ keyboard, layer, position, keyData, actions 
 const styles = StyleSheet.create({
   card: { marginTop: 20 },
   columns: { flexDirection: 'row', flexWrap: 'wrap' },
-  column: { flex: 1, minWidth: 300 },
+  column: { flex: 1, minWidth: 320 },
   divider: { width: 1, backgroundColor: colors.border, marginHorizontal: 22 },
-  details: { flexDirection: 'row', flexWrap: 'wrap', rowGap: 14 },
-  detail: { width: '50%', paddingRight: 12 },
-  detailValue: { marginTop: 4 },
-  value: { fontFamily: fonts.body, fontSize: 14, color: colors.text },
-  valueMuted: { fontFamily: fonts.body, fontSize: 13.5, color: colors.textFaint },
-  valueMono: { fontFamily: fonts.mono, fontSize: 13, color: colors.text },
-  colorValue: { flexDirection: 'row', alignItems: 'center' },
-  colorDot: { width: 14, height: 14, borderRadius: 4, marginRight: 6, borderWidth: 1, borderColor: 'rgba(0,0,0,0.15)' },
-  macroList: { flexDirection: 'row', flexWrap: 'wrap', gap: 4 },
-  macro: { paddingHorizontal: 6, paddingVertical: 1, borderRadius: 5, backgroundColor: colors.sunken, borderWidth: 1, borderColor: colors.border },
-  macroText: { fontFamily: fonts.mono, fontSize: 12, color: colors.text },
-  section: { marginTop: 22, paddingTop: 18, borderTopWidth: 1, borderTopColor: colors.border },
-  sectionTitle: { fontFamily: fonts.body, fontSize: 13.5, fontWeight: '700', color: colors.text, marginBottom: 4 },
-  sectionHint: { fontFamily: fonts.body, fontSize: 12.5, color: colors.textMuted, marginBottom: 10 },
-  picker: { marginTop: 8 },
-  apps: { flexDirection: 'row', flexWrap: 'wrap', gap: 6 },
-  chip: { paddingHorizontal: 10, paddingVertical: 5, borderRadius: 999, borderWidth: 1, borderColor: colors.borderStrong, backgroundColor: colors.surface, cursor: 'pointer', maxWidth: 180 },
-  chipHover: { backgroundColor: colors.sunken },
-  chipActive: { backgroundColor: colors.accentSoft, borderColor: colors.accent },
-  chipLabel: { fontFamily: fonts.body, fontSize: 12.5, color: colors.text },
-  chipLabelActive: { color: colors.accent, fontWeight: '600' },
-  buttonRow: { flexDirection: 'row', alignItems: 'center', marginTop: 12, gap: 10 },
-  appPath: { flexShrink: 1 },
+  section: { marginTop: 20, paddingTop: 16, borderTopWidth: 1, borderTopColor: colors.border, gap: 8 },
+  sectionFirst: { marginTop: 0, paddingTop: 0, borderTopWidth: 0 },
+  sectionTitle: { fontFamily: fonts.body, fontSize: 13.5, fontWeight: '700', color: colors.text },
+  sectionHint: { fontFamily: fonts.body, fontSize: 12.5, color: colors.textMuted, lineHeight: 18 },
+  choiceRow: { flexDirection: 'row', flexWrap: 'wrap', gap: 6 },
+  summary: { flexDirection: 'row', alignItems: 'baseline', gap: 8, paddingVertical: 8, paddingHorizontal: 10, borderRadius: radius.medium, backgroundColor: colors.sunken, borderWidth: 1, borderColor: colors.border },
+  summaryLabel: { fontFamily: fonts.body, fontSize: 11, fontWeight: '700', letterSpacing: 0.6, textTransform: 'uppercase', color: colors.textFaint },
+  summaryText: { flex: 1, fontFamily: fonts.body, fontSize: 15, fontWeight: '700', color: colors.text },
+  problem: { fontFamily: fonts.body, fontSize: 12.5, color: colors.danger, fontWeight: '600' },
+  colorHint: { fontFamily: fonts.body, fontSize: 12, color: colors.textMuted, marginVertical: 8 },
+  noColor: { flexDirection: 'row', alignItems: 'center', gap: 10 },
+  buttonRow: { flexDirection: 'row', alignItems: 'center', marginTop: 8, gap: 10 },
   done: { fontFamily: fonts.body, fontSize: 13, fontWeight: '600', color: colors.success },
   numberInput: {
     width: 100,

@@ -2,6 +2,7 @@
 // it, with a text field to type into.
 import { Pressable, StyleSheet, Text, TextInput, View } from 'react-native';
 import { hidUsageName } from '../logic/hid.js';
+import { t } from '../i18n/index.js';
 import { colors, fonts, radius } from '../theme.js';
 
 export default function KeyTester({ keyPresses, onClear }) {
@@ -9,19 +10,19 @@ export default function KeyTester({ keyPresses, onClear }) {
   return (
     <View style={styles.panel}>
       <View style={styles.heading}>
-        <Text style={styles.title}>Press a key</Text>
+        <Text style={styles.title}>{t('tester.title')}</Text>
         {keyPresses.length > 0 ? (
           <Pressable onPress={onClear} accessibilityRole="button" style={({ hovered }) => [styles.clear, hovered && styles.clearHover]}>
-            <Text style={styles.clearText}>Clear</Text>
+            <Text style={styles.clearText}>{t('tester.clear')}</Text>
           </Pressable>
         ) : null}
       </View>
-      <Text style={styles.hint}>Every key pressed in this window is reported with its USB HID usage code.</Text>
+      <Text style={styles.hint}>{t('tester.hint')}</Text>
       <TextInput
         testID="key-test-input"
         nativeID="key-test-input"
-        accessibilityLabel="Key test field"
-        placeholder="Type here to try…"
+        accessibilityLabel={t('tester.field')}
+        placeholder={t('tester.placeholder')}
         placeholderTextColor={colors.textFaint}
         autoFocus
         style={styles.input}
@@ -30,10 +31,10 @@ export default function KeyTester({ keyPresses, onClear }) {
         {latest ? (
           <>
             <Text style={styles.latestName} numberOfLines={1}>{hidUsageName(latest.code)}</Text>
-            <Text style={styles.latestCode}>HID {latest.code}</Text>
+            <Text style={styles.latestCode}>{t('tester.code', { code: latest.code })}</Text>
           </>
         ) : (
-          <Text style={styles.placeholder}>No key pressed yet</Text>
+          <Text style={styles.placeholder}>{t('tester.none')}</Text>
         )}
       </View>
       {earlier.length > 0 ? (
@@ -80,8 +81,8 @@ const styles = StyleSheet.create({
     paddingHorizontal: 10,
   },
   latestName: { fontFamily: fonts.body, fontSize: 20, fontWeight: '700', color: colors.headerText },
-  latestCode: { fontFamily: fonts.mono, fontSize: 12, color: '#A3A8B3', marginTop: 2 },
-  placeholder: { fontFamily: fonts.body, fontSize: 13, color: '#A3A8B3' },
+  latestCode: { fontFamily: fonts.mono, fontSize: 12, color: colors.headerMuted, marginTop: 2 },
+  placeholder: { fontFamily: fonts.body, fontSize: 13, color: colors.headerMuted },
   history: { flexDirection: 'row', flexWrap: 'wrap', gap: 6, marginTop: 10 },
   chip: { flexDirection: 'row', alignItems: 'center', paddingHorizontal: 8, paddingVertical: 3, borderRadius: 999, backgroundColor: colors.sunken, borderWidth: 1, borderColor: colors.border, maxWidth: 150 },
   chipName: { fontFamily: fonts.body, fontSize: 12, color: colors.text, marginRight: 5 },

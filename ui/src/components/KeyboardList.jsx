@@ -1,5 +1,6 @@
 // The keyboard picker: one entry per keyboard with its name, model and id.
 import { Pressable, StyleSheet, Text, View } from 'react-native';
+import { t } from '../i18n/index.js';
 import { colors, fonts, radius } from '../theme.js';
 
 export default function KeyboardList({ keyboards, selectedId, onSelect }) {
@@ -28,7 +29,7 @@ export default function KeyboardList({ keyboards, selectedId, onSelect }) {
             <View style={styles.text}>
               <Text style={styles.name} numberOfLines={1}>{keyboard.name}</Text>
               <Text style={styles.meta} numberOfLines={1}>
-                Model {keyboard.model} · <Text style={styles.id}>{keyboard.id}</Text>
+                {t('keyboard.modelShort', { model: keyboard.model })} · <Text style={styles.id}>{keyboard.id}</Text>
               </Text>
             </View>
           </Pressable>
@@ -42,12 +43,12 @@ const styles = StyleSheet.create({
   list: { gap: 4 },
   item: { flexDirection: 'row', alignItems: 'center', padding: 10, borderRadius: radius.medium, cursor: 'pointer', borderWidth: 1, borderColor: 'transparent' },
   itemHover: { backgroundColor: colors.sunken },
-  itemActive: { backgroundColor: colors.accentSoft, borderColor: '#D3D7F7' },
-  icon: { width: 34, height: 34, borderRadius: 8, backgroundColor: '#E3E5EB', padding: 5, gap: 2, marginRight: 12 },
+  itemActive: { backgroundColor: colors.accentSoft, borderColor: colors.accentBorder },
+  icon: { width: 34, height: 34, borderRadius: 8, backgroundColor: colors.listIcon, padding: 5, gap: 2, marginRight: 12 },
   iconActive: { backgroundColor: colors.accent },
   iconRow: { flex: 1, flexDirection: 'row', gap: 2 },
-  iconKey: { flex: 1, borderRadius: 1.5, backgroundColor: '#FFFFFF' },
-  iconKeyActive: { backgroundColor: 'rgba(255,255,255,0.85)' },
+  iconKey: { flex: 1, borderRadius: 1.5, backgroundColor: colors.listIconKey },
+  iconKeyActive: { backgroundColor: colors.listIconKeyActive },
   text: { flex: 1, minWidth: 0 },
   name: { fontFamily: fonts.body, fontSize: 14, fontWeight: '600', color: colors.text },
   meta: { fontFamily: fonts.body, fontSize: 12, color: colors.textMuted, marginTop: 2 },

@@ -24,26 +24,29 @@ const palette = [
   color(255, 127, 80),
 ];
 
+// Built-in icon ids with an action that fits each: [icon, action type, macros].
+const padKeys = [
+  [1, 1, [224, 6]], [2, 1, [224, 25]], [3, 1, [224, 27]], [4, 1, [224, 29]],
+  [5, 1, [224, 225, 29]], [6, 1, [224, 22]], [7, 4, [205]], [8, 4, [181]],
+  [10, 4, [233]], [11, 4, [234]], [27, 3, [3]], [28, 3, [0]],
+];
+
 function padLayer(type, faceBase) {
   const keys = [];
   for (let y = 0; y < 3; y += 1) {
     const row = [];
     for (let x = 0; x < 4; x += 1) {
       const index = y * 4 + x;
-      row.push(
-        key({
-          icon: { id: index + 1 + type * 20, type: ['app', 'media', 'macro'][type % 3] },
-          face: faceBase,
-          accent: palette[(index + type) % palette.length],
-          action: (index % 3) + 1,
-          macros: [index + 100 * (type + 1)],
-        }),
-      );
+      const [icon, action, macros] = padKeys[(index + type * 4) % padKeys.length];
+      row.push(key({ icon: { id: icon, type: 'builtin' }, face: faceBase, accent: palette[(index + type) % palette.length], action, macros }));
     }
     keys.push(row);
   }
-  // A wide key on the last row.
-  keys.push([key({ w: 2, icon: { id: 90 + type, type: 'text' }, face: faceBase, accent: palette[type] }), key({ w: 2, icon: null, face: faceBase, accent: palette[type + 1], macros: [7, 8] })]);
+  // A wide key on the last row: switches to the next layer; and a text macro key.
+  keys.push([
+    key({ w: 2, icon: { id: 19, type: 'builtin' }, face: faceBase, accent: palette[type], action: 5, macros: [(type + 1) % 3] }),
+    key({ w: 2, icon: { id: 1001 + type, type: 'custom' }, face: faceBase, accent: palette[type + 1], action: 2, macros: [7, 8] }),
+  ]);
   return { keys, type };
 }
 
@@ -54,10 +57,10 @@ function deckLayer(type) {
   return {
     type,
     keys: [
-      row(6, (x) => ({ face: light, accent: palette[x], icon: { id: x + 1, type: 'app' }, macros: [x] })),
-      [key({ w: 2, face: dark, accent: palette[3], icon: { id: 30, type: 'macro' }, macros: [1, 2, 3] }), null, ...row(3, (x) => ({ face: dark, accent: palette[x + 2], icon: { id: 31 + x, type: 'media' }, action: 2 }))],
-      [key({ h: 2, face: color(17, 138, 178), accent: color(255, 255, 255), icon: { id: 40, type: 'text' }, orientation: 1 }), ...row(5, (x) => ({ face: light, accent: palette[(x + type) % 6], icon: x % 2 ? { id: 41 + x, type: 'app' } : null, macros: x === 2 ? [null, 5] : [] }))],
-      [...row(4, (x) => ({ face: light, accent: palette[x], icon: { id: 50 + x, type: 'macro' } })), key({ w: 1, face: color(239, 71, 111), accent: color(255, 255, 255), icon: { id: 99, type: 'power' }, action: 4 })],
+      row(6, (x) => ({ face: light, accent: palette[x], icon: { id: x + 15, type: 'builtin' }, macros: [224, 4 + x] })),
+      [key({ w: 2, face: dark, accent: palette[3], icon: { id: 26, type: 'builtin' }, macros: [224, 226, 30] }), null, ...row(3, (x) => ({ face: dark, accent: palette[x + 2], icon: { id: 8 + x, type: 'builtin' }, action: 4, macros: [181 + x] }))],
+      [key({ h: 2, face: color(17, 138, 178), accent: color(255, 255, 255), orientation: 1, macros: [40] }), ...row(5, (x) => ({ face: light, accent: palette[(x + type) % 6], icon: x % 2 ? { id: 1003 + x, type: 'custom' } : null, action: x % 2 ? 3 : 1, macros: x % 2 ? [x] : x === 2 ? [null, 5] : [44] }))],
+      [...row(4, (x) => ({ face: light, accent: palette[x], icon: { id: 22 + x, type: 'builtin' }, macros: [227, 15] })), key({ w: 1, face: color(239, 71, 111), accent: color(255, 255, 255), icon: { id: 12, type: 'builtin' }, action: 4, macros: [226] })],
     ],
   };
 }

@@ -98,6 +98,7 @@ export function createMockNative(options = {}, scheduler = globalThis) {
     resetFirmwareState: 0,
     recoverDeviceState: 0,
     appRegistry: null,
+    closeRequestHandler: null,
   };
   const emit = (eventName, ...args) => scheduler.setTimeout(() => emitter.emit(eventName, ...args), 0);
   const later = (ms, fn) => scheduler.setTimeout(fn, ms);
@@ -124,7 +125,7 @@ export function createMockNative(options = {}, scheduler = globalThis) {
     return layer?.keys[Number(y)]?.[Number(x)] ?? null;
   };
 
-  const runFlash = (keyboardId) => {
+  const runFlash = (keyboardId, written) => {
     state.isFlashing = true;
     state.flashingState = 0;
     state.cancel = false;
@@ -142,7 +143,11 @@ export function createMockNative(options = {}, scheduler = globalThis) {
       emit('flashingStateUpdated');
       if (state.flashingState >= 100) {
         state.isFlashing = false;
-        firmwareVersions.set(keyboardId, (firmwareVersions.get(keyboardId) ?? 0) + 1);
+        if (written) {
+          Object.assign(findKeyboard(keyboardId), { layers: written.layers, appPaths: written.appPaths });
+        } else {
+          firmwareVersions.set(keyboardId, (firmwareVersions.get(keyboardId) ?? 0) + 1);
+        }
         emit('isFlashingUpdated');
         emit('keyboardsUpdated');
         return;
@@ -186,22 +191,28 @@ export function createMockNative(options = {}, scheduler = globalThis) {
       emit('keyboardsUpdated');
       return null;
     }),
+    // A preview of the light on the device: nothing stored changes.
     setLed: device('setLed', (keyboardId, x, y, r, g, b, animationType, animationData) => {
-      for (const layer of findKeyboard(keyboardId)?.layers ?? []) {
-        const key = layer.keys[Number(y)]?.[Number(x)];
-        if (key) key.inactiveColor = { r: Number(r), g: Number(g), b: Number(b) };
-      }
       console.info('setLed', { keyboardId, x, y, r, g, b, animationType, animationData });
-      emit('keyboardsUpdated');
       return null;
     }),
     isFlashing: device('isFlashing', () => state.isFlashing),
     resetFirmwareState: device('resetFirmwareState', () => state.resetFirmwareState),
     recoverDeviceState: device('recoverDeviceState', () => state.recoverDeviceState),
     flashingState: device('flashingState', () => state.flashingState),
-    updateDevice: device('updateDevice', (keyboardId) => {
+    // A configuration (text starting with "{") replaces the keyboard's layers and paths when the
+    // update ends; any other text is a firmware file.
+    updateDevice: device('updateDevice', (keyboardId, config) => {
       if (state.isFlashing || !findKeyboard(keyboardId)) return false;
-      runFlash(String(keyboardId));
+      let written = null;
+      if (String(config).startsWith('{')) {
+        try {
+          written = JSON.parse(config);
+        } catch {
+          return false;
+        }
+      }
+      runFlash(String(keyboardId), written);
       return true;
     }),
     resetFirmware: device('resetFirmware', (keyboardId) => {
@@ -247,6 +258,13 @@ export function createMockNative(options = {}, scheduler = globalThis) {
     },
     setAppRegistry(appRegistry) {
       state.appRegistry = appRegistry;
+    },
+    // As the host: asked before the window closes (here: before the page is left).
+    setCloseRequestHandler(handler) {
+      state.closeRequestHandler = typeof handler === 'function' ? handler : null;
+    },
+    __closeRequested() {
+      return Promise.resolve(state.closeRequestHandler ? state.closeRequestHandler() : true).then((answer) => answer !== false);
     },
     runApplication(componentName, initialProps) {
       state.appRegistry.runApplication(componentName, {

@@ -56,3 +56,9 @@ export function sameColor(a, b) {
   if (!a || !b) return a === b;
   return a.r === b.r && a.g === b.g && a.b === b.b;
 }
+
+// The text a hex field shows when its colour is `value`: what the user typed as long as it means
+// that colour ("#ff8" while typing "#ff8800" stays "#ff8"), otherwise the colour written out.
+export function followColor(text, value) {
+  return sameColor(hexToRgb(text), value) ? text : rgbToHex(value);
+}

@@ -1,11 +1,12 @@
 // Turning a rejected native call into something a person can read.
+import { t } from '../i18n/index.js';
 
 export const serviceMissingMessage = "Service connection isn't running yet";
 
 export function errorText(error) {
   if (error && typeof error.message === 'string' && error.message !== '') return error.message;
   if (typeof error === 'string' && error !== '') return error;
-  return 'The keyboard service gave no reason.';
+  return t('error.noReason');
 }
 
 export function isServiceMissing(error) {

@@ -1,15 +1,23 @@
+import { t } from '../i18n/index.js';
+
 // The firmware update as the UI follows it. The keyboard service only says that something
 // changed ("isFlashingUpdated", "flashingStateUpdated"); the UI then asks isFlashing() and
 // flashingState() and feeds the answers here. flashingState is the progress in percent.
 //
 // phase: 'idle' -> 'starting' (update requested) -> 'flashing' -> 'done' | 'cancelled' |
 // 'stopped' | 'failed'; 'cancelling' between a cancel request and the end of flashing.
+//
+// The notifications name no keyboard, so the update remembers the keyboard it was started for
+// (keyboardId) and what it writes (purpose: 'firmware' or 'configuration'); only that keyboard's
+// page shows it (updateFor). An update the page did not start has no keyboard.
 
 export const initialFirmwareState = Object.freeze({
   phase: 'idle',
   isFlashing: false,
   progress: 0,
   cancelRequested: false,
+  keyboardId: null,
+  purpose: null,
 });
 
 export function percentFromFlashingState(value) {
@@ -33,7 +41,7 @@ function endPhase(state) {
 export function firmwareReducer(state, action) {
   switch (action.type) {
     case 'updateRequested':
-      return { ...state, phase: 'starting', progress: 0, cancelRequested: false };
+      return { ...state, phase: 'starting', progress: 0, cancelRequested: false, keyboardId: action.keyboardId ?? null, purpose: action.purpose ?? 'firmware' };
     case 'updateAnswered':
       // updateDevice resolved: false means the keyboard service did not take the update.
       if (action.accepted === false && !state.isFlashing && state.phase === 'starting') {
@@ -46,8 +54,9 @@ export function firmwareReducer(state, action) {
       const isFlashing = Boolean(action.value);
       if (isFlashing) {
         const phase = state.cancelRequested ? 'cancelling' : 'flashing';
-        const progress = isUpdateActive(state) ? state.progress : 0;
-        return { ...state, isFlashing, phase, progress };
+        if (isUpdateActive(state)) return { ...state, isFlashing, phase };
+        // Flashing that this page did not start belongs to no keyboard.
+        return { ...state, isFlashing, phase, progress: 0, keyboardId: null, purpose: null };
       }
       if (state.isFlashing || isUpdateActive(state)) {
         // Not flashing yet right after our request is not an end, unless it already finished.
@@ -68,25 +77,34 @@ export function firmwareReducer(state, action) {
   }
 }
 
-// The text of the config argument of updateDevice. With a firmware file chosen through
-// selectFile, that path is sent; without one, the keyboard's current configuration as JSON
-// (the keyboard object as keyboards() gave it), so the service can write it back to the device.
-export function updateConfigText(keyboard, selectedFile) {
-  if (typeof selectedFile === 'string' && selectedFile.trim() !== '') return selectedFile;
-  return JSON.stringify(keyboard ?? null);
+// The update as the page of `keyboardId` shows it: its own, or nothing of its own with
+// `elsewhere` set while an update runs that belongs to another keyboard (or to none).
+export function updateFor(state, keyboardId) {
+  if (state.keyboardId !== null && state.keyboardId === keyboardId) return { ...state, elsewhere: false };
+  return { ...initialFirmwareState, elsewhere: state.isFlashing || isUpdateActive(state), elsewhereId: state.keyboardId };
+}
+
+// Reset and recovery states belong to the keyboard they were started on; `owners` holds its id
+// per operation. Other keyboards see no state (null).
+export function operationsFor(states, owners, keyboardId) {
+  return {
+    reset: owners.reset === keyboardId ? states.reset : null,
+    recover: owners.recover === keyboardId ? states.recover : null,
+  };
 }
 
 // Reset and recovery report their state as a number that the keyboard service defines. The
 // simulated service uses 0 idle, 1 running, 2 succeeded, 3 failed; other numbers are shown as
 // they come.
 const operationStates = new Map([
-  [0, { label: 'Idle', tone: 'neutral' }],
-  [1, { label: 'In progress', tone: 'accent' }],
-  [2, { label: 'Succeeded', tone: 'success' }],
-  [3, { label: 'Failed', tone: 'danger' }],
+  [0, { label: 'operation.idle', tone: 'neutral' }],
+  [1, { label: 'operation.running', tone: 'accent' }],
+  [2, { label: 'operation.succeeded', tone: 'success' }],
+  [3, { label: 'operation.failed', tone: 'danger' }],
 ]);
 
 export function operationState(value) {
-  if (value === null || value === undefined) return { label: 'Unknown', tone: 'neutral' };
-  return operationStates.get(Number(value)) ?? { label: `State ${value}`, tone: 'warning' };
+  if (value === null || value === undefined) return { label: t('operation.unknown'), tone: 'neutral' };
+  const known = operationStates.get(Number(value));
+  return known ? { label: t(known.label), tone: known.tone } : { label: t('operation.other', { value }), tone: 'warning' };
 }
